@@ -1,0 +1,20 @@
+#pragma once
+// The port-line analysis: how far the arm data can be trusted (resonances of the port
+// lines, the analysis limit) and what replaces them above that.
+
+#include <cstdint>
+
+struct CalibrationGroup;
+
+[[nodiscard]] int32_t AnalysePortLines(CalibrationGroup& group);
+[[nodiscard]] int32_t AnalysePortLinesNoiseProcess(CalibrationGroup& group);
+/// which = 1: the short-arm series Re Z(1,1); which = 0: the open-arm series Re Y(1,1).
+/// Returns the resonance frequency, 2·freqE for modes below 2, or -1.0 when none is found.
+[[nodiscard]] double FindPortResonance(CalibrationGroup& group, int32_t which);
+[[nodiscard]] double EstimateAnalysisLimit(const CalibrationGroup& group);
+[[nodiscard]] int32_t ExtrapolateArmPoint(CalibrationGroup& group, double f, int32_t kLow, int32_t kHigh,
+                                          int32_t k, int32_t valueCount, double limit);
+[[nodiscard]] double PortLineResistance(const CalibrationGroup& group, const double* geometry, double fRef,
+                                        double valueRef, double f, double cap);
+void CubicLineFit(CalibrationGroup& group, int32_t k, double f, double limit);
+[[nodiscard]] double QuarterWaveFactor(double f, double fRes);

@@ -1,0 +1,14 @@
+#pragma once
+#include <cstdint>
+
+#include "numerics/Complex.h"
+
+struct VoraJob;
+
+/// Per frequency g = 1/w[1], w the eigenvalues of T2·T1^-1, written to the output.
+/// Returns 0, or -1 after logging the reason.
+[[nodiscard]] int32_t ComputeGeneralizedSparam(VoraJob& job);
+/// T of a 2x2 S (row-major [[S11, S12], [S21, S22]]).
+void SparamToTransfer(const Complex* S, Complex* T);
+/// In-place inverse of a 2x2 matrix by its determinant; no singularity test.
+void Invert2x2(Complex* M);

@@ -1,0 +1,14 @@
+#pragma once
+// Finding a simulated frequency in an arm file's frequency list. The search starts at the
+// simulated frequency's own index (identical sampling costs one comparison) and walks up
+// when f lies above the start entry, down otherwise; a start index beyond the list
+// searches the whole list from its beginning.
+
+#include <cstdint>
+#include <vector>
+
+/// Index j with |L[j] - f| <= tolerance, or -1.
+[[nodiscard]] int64_t FindMatchingFrequency(const std::vector<double>& L, double f, size_t startIndex,
+                                            double tolerance);
+/// Index j with L[j] < f < L[j+1] (both strict), or -1.
+[[nodiscard]] int64_t FindFrequencyBracket(const std::vector<double>& L, double f, size_t startIndex);

@@ -1,0 +1,17 @@
+#pragma once
+// Process-wide switches. They are fixed at compile time and nothing assigns them: the
+// parent tools rely on the behaviour these values select. The alternative paths they
+// guard stay built so that they can be reached by tests (and by the vora-telegrapher
+// build, which flips the method selector through VORA_TELEGRAPHER_PATH).
+
+inline constexpr bool VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged = true;
+#ifdef VORA_TELEGRAPHER_PATH
+inline constexpr bool VoraGlobal_b_UseSymmetricalGeometricalProperty = false;
+#else
+inline constexpr bool VoraGlobal_b_UseSymmetricalGeometricalProperty = true;
+#endif
+inline constexpr bool VoraGlobal_b_DeriveArmFrequencyLimitsFromMaxEpr = true;
+inline constexpr bool VoraGlobal_b_HoldPortLineRealParts = true;
+inline constexpr bool VoraGlobal_b_Use_vc_Saa_Sab_Sba_Sbb_ForSpecialCaseOfOnly1CGroupPort = false;
+inline constexpr bool VoraGlobal_b_TestAndDebug_BeforeDoingShortOpenCalibration = false;
+inline constexpr bool VoraGlobal_b_TestAndDebug_AfterDoingShortOpenCalibration = false;

@@ -1,0 +1,4 @@
+#pragma once
+#include <complex>
+
+using Complex = std::complex<double>;
