@@ -50,8 +50,14 @@ DeviceModel RandomDevice(int32_t portCount, double r, uint64_t seed, double fLow
     // inductive part balance; the conductance keeps some loss in every mode.
     const double omegaMid = 2.0 * M_PI * std::sqrt(std::max(fLow, 1.0) * std::max(fHigh, 1.0));
     device.G = RandomPositiveMatrix(portCount, 0.3 / r, numbers);
-    device.C = RandomPositiveMatrix(portCount, 1.0 / (r * omegaMid), numbers);
-    device.Gamma = RandomPositiveMatrix(portCount, omegaMid / r, numbers);
+    device.C = RandomPositiveMatrix(portCount, 0.3 / (r * omegaMid), numbers);
+    device.Gamma = RandomPositiveMatrix(portCount, 0.3 * omegaMid / r, numbers);
+    // The branches carry most of the signal through, fading towards the top of the band.
+    const double omegaHigh = 2.0 * M_PI * std::max(fHigh, 1.0);
+    for (int32_t k = 0; k < portCount / 2; ++k) {
+        device.branchR.push_back(r * (0.25 + 0.2 * numbers.Next()));
+        device.branchL.push_back(r / omegaHigh * (1.0 + 0.5 * numbers.Next()));
+    }
     return device;
 }
 
@@ -104,6 +110,15 @@ bool DeviceS(const DeviceModel& device, double omega, dcm& S, dcm& work1, dcm& w
     const size_t size = S.Size();
     for (size_t i = 0; i < size; ++i)
         work1.data[i] = device.r * Complex(device.G[i], omega * device.C[i] - device.Gamma[i] / omega);
+    const int32_t half = n / 2;
+    for (int32_t k = 0; k < static_cast<int32_t>(device.branchR.size()); ++k) {
+        const size_t at = static_cast<size_t>(k);
+        const Complex y = device.r / Complex(device.branchR[at], omega * device.branchL[at]);
+        work1(k, k) += y;
+        work1(k + half, k + half) += y;
+        work1(k, k + half) -= y;
+        work1(k + half, k) -= y;
+    }
     work2 = work1;
     work2.Negate();
     for (int32_t i = 0; i < n; ++i) {

@@ -13,9 +13,11 @@ struct DeviceModel {
     DeviceKind kind = DeviceKind::Random;
     int32_t portCount = 0;
     double r = 50.0;  // reference resistance of the S data
-    // Random: a passive RLC network Y(ω) = G + jωC + Γ/(jω); G, C, Γ symmetric positive
-    // semidefinite, so Re Y is positive semidefinite (passive) and Y = Yᵀ (reciprocal).
+    // Random: a passive RLC network Y(ω) = G + jωC + Γ/(jω) plus a series R-L branch from
+    // port k to port k + N/2; G, C, Γ symmetric positive semidefinite and the branches a
+    // weighted Laplacian, so Re Y is positive semidefinite (passive) and Y = Yᵀ (reciprocal).
     std::vector<double> G, C, Gamma;
+    std::vector<double> branchR, branchL;  // one per port pair
     // Series: Z = R + jωL + 1/(jωC) between port k and port k + N/2 (no capacitor when
     // seriesC is 0). Through: port k wired straight to port k + N/2.
     double seriesR = 0.0, seriesL = 0.0, seriesC = 0.0;
