@@ -39,6 +39,8 @@ struct GroupOutput {
     std::unique_ptr<TextFileWriter> first;   // short file, or the arm S file
     std::unique_ptr<TextFileWriter> second;  // open file (none for ES)
     std::string firstName, secondName;
+    ChainMatrix chain;  // at the current frequency
+    ArmBlocks arm;
 };
 
 // The plain (Nvpl) form reads a 2n-port open file and keeps its diagonal; with one line the
@@ -63,8 +65,9 @@ public:
 private:
     std::string OpenFiles();
     std::string WriteMap();
-    // Arm data of every group at one frequency (file unit value fu, Hz f).
-    std::string WriteArmPoint(double fu, double f);
+    // Arm data of every group at one frequency (file unit value fu, Hz f); with
+    // haveChains the groups' chain matrices and arm blocks are already those of f.
+    std::string WriteArmPoint(double fu, double f, bool haveChains);
 
     const JobSpec& spec_;
     std::string directory_;
@@ -73,8 +76,6 @@ private:
     std::vector<GroupOutput> groups_;
     TextFileWriter whole_, device_;
     LineWork lineWork_;
-    ChainMatrix chain_;
-    ArmBlocks arm_;
     dcm Zshort_, Yopen_, Sshort_, Sopen_, full_, plainOpen_;
 };
 
@@ -118,23 +119,23 @@ std::string JobBuilder::Run()
         if (!DeviceS(device, omega, Sd, work1, work2) || !AllFinite(Sd))
             return "the device has no S matrix at " + NumberText(f) + " Hz";
         ResetErrorNetwork(n, network);
-        for (const GroupOutput& g : groups_) {
-            LineChainMatrix(g.lines, omega, chain_, lineWork_);
-            if (!ArmSFromChain(chain_, spec_.r, arm_, lineWork_)) return "arm S undefined at " + NumberText(f) + " Hz";
-            PlaceArm(g.spec->ports, arm_, network);
+        for (GroupOutput& g : groups_) {
+            LineChainMatrix(g.lines, omega, g.chain, lineWork_);
+            if (!ArmSFromChain(g.chain, spec_.r, g.arm, lineWork_)) return "arm S undefined at " + NumberText(f) + " Hz";
+            PlaceArm(g.spec->ports, g.arm, network);
         }
         if (!EmbedDevice(network, Sd, Swhole, embedWork) || !AllFinite(Swhole))
             return "the whole structure has no S matrix at " + NumberText(f) + " Hz";
         device_.Record(fu, Sd);
         whole_.Record(fu, Swhole);
         if (sameGrid) {
-            failure = WriteArmPoint(fu, f);
+            failure = WriteArmPoint(fu, f, true);
             if (!failure.empty()) return failure;
         }
     }
     if (!sameGrid)
         for (double fu : armGrid) {
-            failure = WriteArmPoint(fu, fu * multiplier_);
+            failure = WriteArmPoint(fu, fu * multiplier_, false);
             if (!failure.empty()) return failure;
         }
 
@@ -268,22 +269,26 @@ std::string JobBuilder::OpenFiles()
     return "";
 }
 
-std::string JobBuilder::WriteArmPoint(double fu, double f)
+std::string JobBuilder::WriteArmPoint(double fu, double f, bool haveChains)
 {
     const double omega = 2.0 * M_PI * f;
     for (GroupOutput& g : groups_) {
         const ArmSyntax syntax = g.spec->syntax;
         const int32_t p = g.lines.lineCount;
+        if (!haveChains && !(spec_.seriesShunt && syntax != ArmSyntax::ES)) {
+            LineChainMatrix(g.lines, omega, g.chain, lineWork_);
+            if (syntax == ArmSyntax::ES && !ArmSFromChain(g.chain, spec_.r, g.arm, lineWork_))
+                return "arm S undefined at " + NumberText(f) + " Hz";
+        }
         if (syntax == ArmSyntax::ES) {
-            LineChainMatrix(g.lines, omega, chain_, lineWork_);
-            if (!ArmSFromChain(chain_, spec_.r, arm_, lineWork_)) return "arm S undefined at " + NumberText(f) + " Hz";
+            const ArmBlocks& arm = g.arm;
             full_.Resize(2 * p);
             for (int32_t i = 0; i < p; ++i)
                 for (int32_t j = 0; j < p; ++j) {
-                    full_(i, j) = arm_.Saa(i, j);
-                    full_(i, p + j) = arm_.Sab(i, j);
-                    full_(p + i, j) = arm_.Sba(i, j);
-                    full_(p + i, p + j) = arm_.Sbb(i, j);
+                    full_(i, j) = arm.Saa(i, j);
+                    full_(i, p + j) = arm.Sab(i, j);
+                    full_(p + i, j) = arm.Sba(i, j);
+                    full_(p + i, p + j) = arm.Sbb(i, j);
                 }
             if (!AllFinite(full_)) return "arm S not finite at " + NumberText(f) + " Hz";
             g.first->Record(fu, full_);
@@ -292,8 +297,7 @@ std::string JobBuilder::WriteArmPoint(double fu, double f)
         if (spec_.seriesShunt) {
             SeriesAndShunt(g.lines, omega, Zshort_, Yopen_);
         } else {
-            LineChainMatrix(g.lines, omega, chain_, lineWork_);
-            if (!ShortAndOpenFromChain(chain_, Zshort_, Yopen_, lineWork_))
+            if (!ShortAndOpenFromChain(g.chain, Zshort_, Yopen_, lineWork_))
                 return "short/open data undefined at " + NumberText(f) + " Hz (quarter-wave resonance)";
         }
         const dcm* shortData = &Zshort_;
