@@ -147,7 +147,7 @@ TEST(JobgenPlot, EntriesTicksAndPicture)
         bool ok;
     };
     for (const Case c : {Case{"S11,S21", 2, true}, Case{"S10_12", 12, true}, Case{"S13", 2, false}, Case{"S1", 4, false},
-                         Case{"X11", 2, false}, Case{"S123", 20, false}}) {
+                         Case{"X11", 2, false}, Case{"S123", 20, false}, Case{"S_3", 12, false}, Case{"S3_", 12, false}}) {
         std::vector<MatrixEntry> entries;
         EXPECT_EQ(ParseEntries(c.text, c.ports, entries).empty(), c.ok) << c.text;
     }

@@ -42,10 +42,11 @@ std::string ParseEntries(const std::string& text, int32_t ports, std::vector<Mat
         const size_t underscore = digits.find('_');
         char* end = nullptr;
         if (underscore != std::string::npos) {
-            row = std::strtol(digits.substr(0, underscore).c_str(), &end, 10);
-            if (*end != '\0') return "bad entry " + item;
-            column = std::strtol(digits.substr(underscore + 1).c_str(), &end, 10);
-            if (*end != '\0') return "bad entry " + item;
+            const std::string rowText = digits.substr(0, underscore), columnText = digits.substr(underscore + 1);
+            row = std::strtol(rowText.c_str(), &end, 10);
+            if (rowText.empty() || *end != '\0') return "bad entry " + item;
+            column = std::strtol(columnText.c_str(), &end, 10);
+            if (columnText.empty() || *end != '\0') return "bad entry " + item;
         } else {
             if (digits.size() != 2 || !std::isdigit(static_cast<unsigned char>(digits[0])) ||
                 !std::isdigit(static_cast<unsigned char>(digits[1])))
