@@ -20,12 +20,9 @@
 
 namespace {
 
-enum class RunEnd {
-    Success,      // result line written
-    Failure,      // failure line written
-    EndedStatus0, // the command-line parser answered and closed the log
-    EndedStatusMinus1
-};
+// How a mode's run ended. The two Ended values: the command-line parser has answered on
+// the console and closed the log, and the run returns that status at once.
+enum class RunEnd { Success, Failure, EndedStatus0, EndedStatusMinus1 };
 
 // Runs one step. Running out of memory anywhere in it is that step's failure.
 template <class Step>
