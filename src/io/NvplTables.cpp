@@ -4,6 +4,7 @@ namespace {
 
 // Gauss-Legendre weights of order 1..7 as the parent tools store them (11 significant
 // digits); the halved values must match theirs bit for bit, so they are not recomputed.
+// The order-7 row's 0.38183050505 (exact: 0.38183005051) is theirs too and is intended.
 constexpr double kGaussLegendreWeights[7][7] = {
     {2.0, 0, 0, 0, 0, 0, 0},
     {1.0, 1.0, 0, 0, 0, 0, 0},
