@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -21,6 +22,21 @@ const std::string kWholeFailed = "VORA:  Reading whole structure file error. \n"
 const std::string kArmsRead = "VORA:  Reading Open Y Files and Short Z Files succesffuly. \n";
 const std::string kArmsFailed = "VORA:  Reading Open Y Files and Short Z Files error. \n";
 const std::string kTwoLines = "ER 4.3\nNP 2 0.0001 0.000035 0.01 0.0002 0.0001 0.000035 0.01 0.0002\n";
+
+// The port-line analysis that ends the loading of a group reports what it finds in the
+// (made-up) arm data; those lines are its own and are dropped here.
+std::string WithoutAnalysisLines(const std::string& log)
+{
+    std::string kept;
+    size_t start = 0;
+    while (start < log.size()) {
+        const size_t end = std::min(log.find('\n', start), log.size() - 1) + 1;
+        const std::string line = log.substr(start, end - start);
+        if (line.rfind("VORA:: Port", 0) != 0 && line.rfind("VORA:: Find Port", 0) != 0) kept += line;
+        start = end;
+    }
+    return kept;
+}
 
 class InputFiles : public ::testing::Test {
 protected:
@@ -85,8 +101,8 @@ TEST_F(InputFiles, EveryMapKeywordRejectsAWrongTokenCount)
 TEST_F(InputFiles, ExampleJobIsReadAndTheOutputCarriesTheInputHeader)
 {
     WriteExampleFiles();
-    EXPECT_EQ(Run("* two-port line, one calibration group\n" + kTwoLines +
-                  "NV 1\nNC 1\nWS whole.s2p\nEP 2 1 2 arm1.s2p arm2.s2p\n"),
+    EXPECT_EQ(WithoutAnalysisLines(Run("* two-port line, one calibration group\n" + kTwoLines +
+                  "NV 1\nNC 1\nWS whole.s2p\nEP 2 1 2 arm1.s2p arm2.s2p\n")),
               kMapRead + kWholeRead + kArmsRead);
     const std::string header = "! measured\n! on wafer\n# GHz S RI R 50\n";
     EXPECT_EQ(dir.Read("out.s2p").substr(0, header.size()), header);
@@ -97,7 +113,7 @@ TEST_F(InputFiles, QuotedFileNamesMayHoldBlanks)
     Write("my whole.s2p", "# GHz S RI R 50\n", 2, {1, 2});
     Write("open arm.s2p", "# GHz Y RI R 50\n", 2, {1, 2});
     Write("short arm.s2p", "# GHz Z RI R 50\n", 2, {1, 2});
-    EXPECT_EQ(Run(kTwoLines + "NC 1\nWS \"my whole.s2p\"\nEP 2 1 2 \"open arm.s2p\" \"short arm.s2p\"\n"),
+    EXPECT_EQ(WithoutAnalysisLines(Run(kTwoLines + "NC 1\nWS \"my whole.s2p\"\nEP 2 1 2 \"open arm.s2p\" \"short arm.s2p\"\n")),
               kMapRead + kWholeRead + kArmsRead);
 }
 
@@ -166,7 +182,7 @@ TEST_F(InputFiles, EveryArmKindInBothForms)
             Write(name, std::string("# GHz ") + type + " RI R 50\n", ports, {1, 2, 3, 4, 5});
         }
         const std::string head = bNvplForm ? "NP 2\n" : kTwoLines;
-        EXPECT_EQ(Run(head + "NC 1\nWS whole.s2p\n" + map + "\n"), kMapRead + kWholeRead + kArmsRead) << map;
+        EXPECT_EQ(WithoutAnalysisLines(Run(head + "NC 1\nWS whole.s2p\n" + map + "\n")), kMapRead + kWholeRead + kArmsRead) << map;
     }
 
     Write("s.sNp", "# GHz Z RI R 50\n", 8, {1, 2, 3});
