@@ -292,6 +292,42 @@ TEST(SymmetricGeometryCalibration, DeembedsAKnownDeviceThroughTheWholeRun)
     EXPECT_TRUE(job.calibrationGroups[0].vdcm_Saa.empty()) << "work data released";
 }
 
+// Kind 1: the arm S file's 2n x 2n record splits into its end blocks, rows and columns
+// 0..n-1 at end a; between file points the record is interpolated first.
+TEST(SymmetricGeometryCalibration, ArmSFileSplitsIntoEndBlocks)
+{
+    for (int32_t n : {1, 2}) {
+        TestJob t(n, {1e9});
+        std::vector<int32_t> ports;
+        for (int32_t i = n; i >= 1; --i) ports.push_back(i);
+        CalibrationGroup& g = t.AddGroup(1, ports);
+        g.shortFrequencies = g.openFrequencies = {0.5e9, 1.5e9};
+        dcm S0(2 * n), S1(2 * n);
+        for (int32_t r = 0; r < 2 * n; ++r)
+            for (int32_t c = 0; c < 2 * n; ++c) {
+                S0(r, c) = Complex(10 * r + c, -1.0);
+                S1(r, c) = Complex(10 * r + c + 2.0, 3.0);  // midpoint: (10r + c + 1, 1)
+            }
+        AppendRecord(g.shortValues, S0);
+        AppendRecord(g.shortValues, S1);
+        InitGroupWork(g);
+        ASSERT_TRUE(DeriveArmSParameters(g));
+        for (int32_t i = 0; i < n; ++i)
+            for (int32_t jj = 0; jj < n; ++jj) {
+                EXPECT_EQ(g.vdcm_Saa[0](i, jj), Complex(10 * i + jj + 1, 1));
+                EXPECT_EQ(g.vdcm_Sab[0](i, jj), Complex(10 * i + (n + jj) + 1, 1));
+                EXPECT_EQ(g.vdcm_Sba[0](i, jj), Complex(10 * (n + i) + jj + 1, 1));
+                EXPECT_EQ(g.vdcm_Sbb[0](i, jj), Complex(10 * (n + i) + (n + jj) + 1, 1));
+            }
+        if (n == 1) {
+            EXPECT_EQ(g.vc_Saa[0], Complex(1, 1));
+            EXPECT_EQ(g.vc_Sab[0], Complex(2, 1));
+            EXPECT_EQ(g.vc_Sba[0], Complex(11, 1));
+            EXPECT_EQ(g.vc_Sbb[0], Complex(12, 1));
+        }
+    }
+}
+
 // Ports outside every group pass through; a port named by two groups keeps the later one.
 TEST(SymmetricGeometryCalibration, AssemblyThroughsUnnamedPortsAndLaterGroupWins)
 {
@@ -330,7 +366,7 @@ TEST(SymmetricGeometryCalibration, AssemblyThroughsUnnamedPortsAndLaterGroupWins
 // Above 6 ports a line is wrapped after every 4th entry but never after the last one.
 TEST(SymmetricGeometryCalibration, OutputBodyWrapsOnlyAboveSixPorts)
 {
-    for (int32_t N : {6, 7}) {
+    for (int32_t N : {6, 7, 8}) {
         TestJob t(N, {2.5e9});
         VoraJob& job = *t.job;
         job.freqUnitFactor = 1e9;
@@ -348,6 +384,9 @@ TEST(SymmetricGeometryCalibration, OutputBodyWrapsOnlyAboveSixPorts)
             ASSERT_EQ(lines.size(), 1u);
             EXPECT_EQ(lines[0].substr(0, 20), "2.5 1 -0.5 2 -1 3 -1");
             EXPECT_EQ(lines[0].substr(lines[0].size() - 7), " 36 -18");
+        } else if (N == 8) {
+            ASSERT_EQ(lines.size(), 16u);  // 64 entries: no break after the last one
+            EXPECT_EQ(lines[15], "\t 61 -30.5 62 -31 63 -31.5 64 -32");
         } else {
             ASSERT_EQ(lines.size(), 13u);  // breaks after entries 4, 8, .., 48
             EXPECT_EQ(lines[0], "2.5 1 -0.5 2 -1 3 -1.5 4 -2");
