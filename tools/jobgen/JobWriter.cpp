@@ -34,7 +34,7 @@ bool AllFinite(const dcm& M)
 
 // One group's files and the data it writes per frequency.
 struct GroupOutput {
-    const GroupSpec* spec = nullptr;
+    const GroupRequest* request = nullptr;
     LineParameters lines;
     std::unique_ptr<TextFileWriter> first;   // short file, or the arm S file
     std::unique_ptr<TextFileWriter> second;  // open file (none for ES)
@@ -55,8 +55,8 @@ void DoubledDiagonal(const Complex& value, dcm& M)
 
 class JobBuilder {
 public:
-    JobBuilder(const JobSpec& spec, const std::string& directory, JobReport& report)
-        : spec_(spec), directory_(directory), report_(report), multiplier_(UnitMultiplier(spec.unit))
+    JobBuilder(const JobRequest& request, const std::string& directory, JobReport& report)
+        : spec_(request), directory_(directory), report_(report), multiplier_(UnitMultiplier(request.unit))
     {
     }
 
@@ -69,7 +69,7 @@ private:
     // haveChains the groups' chain matrices and arm blocks are already those of f.
     std::string WriteArmPoint(double fu, double f, bool haveChains);
 
-    const JobSpec& spec_;
+    const JobRequest& spec_;
     std::string directory_;
     JobReport& report_;
     double multiplier_;
@@ -87,9 +87,9 @@ std::string JobBuilder::Run()
     if (!directory_.empty() && directory_.back() != '/') directory_ += '/';
 
     const int32_t n = spec_.portCount;
-    for (const GroupSpec& group : spec_.groups) {
+    for (const GroupRequest& group : spec_.groups) {
         GroupOutput out;
-        out.spec = &group;
+        out.request = &group;
         out.lines = GroupLines(spec_, group);
         groups_.push_back(std::move(out));
     }
@@ -122,7 +122,7 @@ std::string JobBuilder::Run()
         for (GroupOutput& g : groups_) {
             LineChainMatrix(g.lines, omega, g.chain, lineWork_);
             if (!ArmSFromChain(g.chain, spec_.r, g.arm, lineWork_)) return "arm S undefined at " + NumberText(f) + " Hz";
-            PlaceArm(g.spec->ports, g.arm, network);
+            PlaceArm(g.request->ports, g.arm, network);
         }
         if (!EmbedDevice(network, Sd, Swhole, embedWork) || !AllFinite(Swhole))
             return "the whole structure has no S matrix at " + NumberText(f) + " Hz";
@@ -148,7 +148,7 @@ std::string JobBuilder::Run()
     // What keeps the engine from giving the device back exactly.
     const double armTop = armGrid.back() * multiplier_;
     for (size_t k = 0; k < groups_.size(); ++k) {
-        const GroupSpec& group = *groups_[k].spec;
+        const GroupRequest& group = *groups_[k].request;
         double limit = 0.0;
         if (group.syntax == ArmSyntax::EP || group.syntax == ArmSyntax::ED) {
             limit = AnalysisLimit(spec_.er, group.length);
@@ -179,7 +179,7 @@ std::string JobBuilder::WriteMap()
 {
     const int32_t n = spec_.portCount;
     bool needsEr = false;
-    for (const GroupSpec& g : spec_.groups)
+    for (const GroupRequest& g : spec_.groups)
         needsEr = needsEr || g.syntax == ArmSyntax::EP || g.syntax == ArmSyntax::ED;
 
     report_.wholeFile = TouchstoneName("whole", n);
@@ -193,7 +193,7 @@ std::string JobBuilder::WriteMap()
         map += "ER " + NumberText(spec_.er) + "\n";
         // Geometry of every port: the group's length for grouped ports, the default else.
         std::vector<double> lengths(static_cast<size_t>(n), spec_.length);
-        for (const GroupSpec& g : spec_.groups)
+        for (const GroupRequest& g : spec_.groups)
             for (int32_t p : g.ports) lengths[static_cast<size_t>(p - 1)] = g.length;
         map += "NP " + std::to_string(n);
         for (int32_t p = 0; p < n; ++p)
@@ -208,7 +208,7 @@ std::string JobBuilder::WriteMap()
     map += "WS " + report_.wholeFile + "\n";
     for (size_t k = 0; k < groups_.size(); ++k) {
         GroupOutput& g = groups_[k];
-        const GroupSpec& group = *g.spec;
+        const GroupRequest& group = *g.request;
         const int32_t p = static_cast<int32_t>(group.ports.size());
         const std::string stem = "arm" + std::to_string(k + 1);
         std::string ports;
@@ -255,7 +255,7 @@ std::string JobBuilder::OpenFiles()
     if (!open(whole_, report_.wholeFile, spec_.unit, 'S')) return "cannot create " + report_.wholeFile;
     if (!open(device_, report_.deviceFile, spec_.unit, 'S')) return "cannot create " + report_.deviceFile;
     for (GroupOutput& g : groups_) {
-        const ArmSyntax syntax = g.spec->syntax;
+        const ArmSyntax syntax = g.request->syntax;
         const bool sParameters = syntax == ArmSyntax::ED || syntax == ArmSyntax::PlainED;
         g.first = std::make_unique<TextFileWriter>();
         if (!open(*g.first, g.firstName, spec_.unit, syntax == ArmSyntax::ES || sParameters ? 'S' : 'Z'))
@@ -273,7 +273,7 @@ std::string JobBuilder::WriteArmPoint(double fu, double f, bool haveChains)
 {
     const double omega = 2.0 * M_PI * f;
     for (GroupOutput& g : groups_) {
-        const ArmSyntax syntax = g.spec->syntax;
+        const ArmSyntax syntax = g.request->syntax;
         const int32_t p = g.lines.lineCount;
         if (!haveChains && !(spec_.seriesShunt && syntax != ArmSyntax::ES)) {
             LineChainMatrix(g.lines, omega, g.chain, lineWork_);
@@ -323,32 +323,32 @@ std::string JobBuilder::WriteArmPoint(double fu, double f, bool haveChains)
 
 }  // namespace
 
-std::vector<double> WholeGrid(const JobSpec& spec)
+std::vector<double> WholeGrid(const JobRequest& request)
 {
-    const double multiplier = UnitMultiplier(spec.unit);
-    const double start = spec.fStart / multiplier;
-    const double stop = spec.fStop / multiplier;
-    std::vector<double> grid(static_cast<size_t>(spec.points));
-    for (int32_t i = 0; i < spec.points; ++i)
+    const double multiplier = UnitMultiplier(request.unit);
+    const double start = request.fStart / multiplier;
+    const double stop = request.fStop / multiplier;
+    std::vector<double> grid(static_cast<size_t>(request.points));
+    for (int32_t i = 0; i < request.points; ++i)
         grid[static_cast<size_t>(i)] =
-            spec.points == 1 ? start
-                             : CleanGridValue(start + (stop - start) * static_cast<double>(i) / (spec.points - 1));
+            request.points == 1 ? start
+                             : CleanGridValue(start + (stop - start) * static_cast<double>(i) / (request.points - 1));
     grid.back() = stop;
     return grid;
 }
 
-std::vector<double> ArmGrid(const JobSpec& spec, const std::vector<double>& whole)
+std::vector<double> ArmGrid(const JobRequest& request, const std::vector<double>& whole)
 {
-    if (spec.armGrid == ArmGrid::Same || whole.size() < 2) return whole;
+    if (request.armGrid == ArmGrid::Same || whole.size() < 2) return whole;
     const size_t count = whole.size();
     const double step = (whole.back() - whole.front()) / static_cast<double>(count - 1);
     std::vector<double> grid;
-    if (spec.armGrid == ArmGrid::Offset) {
+    if (request.armGrid == ArmGrid::Offset) {
         for (size_t i = 0; i <= count; ++i)
             grid.push_back(CleanGridValue(whole.front() + (static_cast<double>(i) - 0.5) * step));
         return grid;
     }
-    const size_t k = static_cast<size_t>(spec.fineFactor);
+    const size_t k = static_cast<size_t>(request.fineFactor);
     for (size_t i = 0; i + 1 < count; ++i)
         for (size_t j = 0; j < k; ++j)
             // Every k-th point is the whole grid's own value, so the engine finds it exactly.
@@ -358,16 +358,16 @@ std::vector<double> ArmGrid(const JobSpec& spec, const std::vector<double>& whol
     return grid;
 }
 
-LineParameters GroupLines(const JobSpec& spec, const GroupSpec& group)
+LineParameters GroupLines(const JobRequest& request, const GroupRequest& group)
 {
-    return CoupledLines(static_cast<int32_t>(group.ports.size()), group.length, spec.rSelf, spec.rMutual, spec.lSelf,
-                        spec.lMutual, spec.gSelf, spec.gMutual, spec.cSelf, spec.cMutual);
+    return CoupledLines(static_cast<int32_t>(group.ports.size()), group.length, request.rSelf, request.rMutual, request.lSelf,
+                        request.lMutual, request.gSelf, request.gMutual, request.cSelf, request.cMutual);
 }
 
 double AnalysisLimit(double er, double length) { return (3e8 / std::sqrt(er)) / (4.0 * length) * 3.0 * 0.25; }
 
-std::string WriteJob(const JobSpec& spec, const std::string& directory, JobReport& report)
+std::string WriteJob(const JobRequest& request, const std::string& directory, JobReport& report)
 {
-    JobBuilder builder(spec, directory, report);
+    JobBuilder builder(request, directory, report);
     return builder.Run();
 }

@@ -11,7 +11,7 @@
 // EP/ES/ED in the extended syntax, or the plain one-port EP/ED syntax (Nvpl form).
 enum class ArmSyntax { EP, ES, ED, PlainEP, PlainED };
 
-struct GroupSpec {
+struct GroupRequest {
     std::vector<int32_t> ports;  // 1-based, in line order
     ArmSyntax syntax = ArmSyntax::EP;
     bool syntaxGiven = false;
@@ -20,9 +20,9 @@ struct GroupSpec {
 
 enum class ArmGrid { Same, Fine, Offset };
 
-struct JobSpec {
+struct JobRequest {
     int32_t portCount = 4;
-    std::vector<GroupSpec> groups;  // empty: two halves of the ports
+    std::vector<GroupRequest> groups;  // empty: two halves of the ports
     ArmSyntax defaultSyntax = ArmSyntax::EP;
 
     // FR-4-like coupled microstrip of about 50 ohm, per metre.
@@ -50,14 +50,14 @@ struct JobSpec {
     std::string commandLine;
 };
 
-/// Fills `spec` from the arguments after the program name; the last non-option argument is
+/// Fills `request` from the arguments after the program name; the last non-option argument is
 /// the output directory. Returns "" or the reason the arguments are wrong.
-std::string ParseJobArguments(const std::vector<std::string>& args, JobSpec& spec, std::string& directory,
+std::string ParseJobArguments(const std::vector<std::string>& args, JobRequest& request, std::string& directory,
                               bool& helpRequested);
 
-/// Checks the spec and completes it (default groups, group syntaxes and lengths).
+/// Checks the request and completes it (default groups, group syntaxes and lengths).
 /// Returns "" or the reason the job cannot be built.
-std::string CompleteJobSpec(JobSpec& spec);
+std::string CompleteJobRequest(JobRequest& request);
 
 /// Multiplier of a unit name: Hz 1, kHz 1e3, MHz 1e6, GHz 1e9; 0 for anything else.
 double UnitMultiplier(const std::string& unit);
