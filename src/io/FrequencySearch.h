@@ -4,6 +4,7 @@
 // when f lies above the start entry, down otherwise; a start index beyond the list
 // searches the whole list from its beginning.
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 

@@ -24,6 +24,9 @@ public:
     /// The next physical line without its line feed; false at the end of the input.
     /// The view stays valid until the next call.
     [[nodiscard]] bool NextLine(std::string_view& line);
+    /// Makes the next NextLine hand out the line it last returned again (one line of
+    /// look-ahead for continuation lines). Only valid directly after a successful NextLine.
+    void UnreadLine();
 
 private:
     bool Refill();
@@ -35,4 +38,6 @@ private:
     size_t begin_ = 0;
     size_t end_ = 0;
     std::string longLine_;
+    std::string_view lastLine_;
+    bool repeatLast_ = false;
 };

@@ -1,0 +1,186 @@
+#include "driver/Driver.h"
+
+#include <cstdint>
+#include <memory>
+#include <new>
+
+#include "calibration/CalibrationDriver.h"
+#include "calibration/PortLineAnalysis.h"
+#include "driver/CommandLine.h"
+#include "driver/Prescan.h"
+#include "driver/RunLog.h"
+#include "driver/RunSteps.h"
+#include "gsparam/GeneralizedSparam.h"
+#include "io/ArmFiles.h"
+#include "io/MapFile.h"
+#include "io/OutputFile.h"
+#include "io/TwoSparamFiles.h"
+#include "io/WholeStructureFile.h"
+#include "job/VoraJob.h"
+
+namespace {
+
+// How a mode's run ended. The two Ended values: the command-line parser has answered on
+// the console and closed the log, and the run returns that status at once.
+enum class RunEnd { Success, Failure, EndedStatus0, EndedStatusMinus1 };
+
+// Runs one step. Running out of memory anywhere in it is that step's failure.
+template <class Step>
+int32_t RunStep(VoraJob& job, Step step)
+{
+    try {
+        return step();
+    } catch (const std::bad_alloc&) {
+        WriteText(job.logStream, "VORA:  Memory allocation error.\n");
+        return -1;
+    }
+}
+
+// The parser's verdict, with running out of memory treated as a grammar failure.
+template <class Parse>
+RunEnd ParseStep(VoraJob& job, Parse parse)
+{
+    CommandLineResult result = CommandLineResult::Rejected;
+    try {
+        result = parse();
+    } catch (const std::bad_alloc&) {
+        WriteText(job.logStream, "VORA:  Memory allocation error.\n");
+    }
+    switch (result) {
+    case CommandLineResult::Accepted:
+        WriteText(job.logStream, "VORA:  Command line option successfully.\n").flush();
+        return RunEnd::Success;
+    case CommandLineResult::Rejected:
+        WriteText(job.logStream, "VORA:  Command line option error.\n");
+        return RunEnd::Failure;
+    case CommandLineResult::EndRun:
+        return RunEnd::EndedStatus0;
+    case CommandLineResult::EndRunFailed:
+        break;
+    }
+    return RunEnd::EndedStatusMinus1;
+}
+
+// The reading steps count only -1 as failure, the later steps any negative value: both
+// tests are the program's long-standing behaviour and are kept as they are.
+RunEnd RunDeembedding(VoraJob& job, int argc, const char* const* argv, std::ostream& console,
+                      const RunSteps& steps)
+{
+    const RunEnd parsed = ParseStep(job, [&] { return ParseCommandLine(job, argc, argv, console); });
+    if (parsed != RunEnd::Success) return parsed;
+
+    if (RunStep(job, [&] { return steps.readMapFile(job); }) == -1) {
+        WriteText(job.logStream, "VORA:  Reading map file error. \n");
+        return RunEnd::Failure;
+    }
+    WriteText(job.logStream, "VORA:  Reading map file successfully. \n").flush();
+
+    if (RunStep(job, [&] { return steps.readWholeStructureFile(job); }) == -1) {
+        WriteText(job.logStream, "VORA:  Reading whole structure file error. \n");
+        return RunEnd::Failure;
+    }
+    WriteText(job.logStream, "VORA:  Reading whole structure file successfully. \n").flush();
+
+    PortLineAnalysisHooks hooks;
+    hooks.findPortResonance = &FindPortResonance;
+    hooks.analysePortLines = &AnalysePortLines;
+    hooks.analysePortLinesNoiseProcess = &AnalysePortLinesNoiseProcess;
+    if (RunStep(job, [&] { return steps.readArmFiles(job, hooks); }) == -1) {
+        WriteText(job.logStream, "VORA:  Reading Open Y Files and Short Z Files error. \n");
+        return RunEnd::Failure;
+    }
+    // The misspelling is part of the log interface: parent tools match this line.
+    WriteText(job.logStream, "VORA:  Reading Open Y Files and Short Z Files succesffuly. \n").flush();
+
+    if (RunStep(job, [&] { return steps.runCalibration(job); }) < 0) {
+        WriteText(job.logStream, "VORA:  Program fails.\n");
+        return RunEnd::Failure;
+    }
+    WriteText(job.logStream, "VORA:  Program successfully completed.\n");
+    return RunEnd::Success;
+}
+
+RunEnd RunGeneralized(VoraJob& job, int argc, const char* const* argv, std::ostream& console,
+                      const RunSteps& steps)
+{
+    const RunEnd parsed = ParseStep(job, [&] { return ParseCommandLineGeneralized(job, argc, argv, console); });
+    if (parsed != RunEnd::Success) return parsed;
+
+    if (RunStep(job, [&] { return steps.readTwoSparamFiles(job, job.sFile1Name, job.sFile2Name); }) == -1) {
+        WriteText(job.logStream, "VORA:  Reading the two Sparam files error. \n");
+        return RunEnd::Failure;
+    }
+    WriteText(job.logStream, "VORA:  Reading the two Sparam files successfully. \n").flush();
+
+    if (RunStep(job, [&] { return steps.computeGeneralizedSparam(job); }) < 0) {
+        WriteText(job.logStream, "VORA:  Calculate Generalized Sparam fails.\n");
+        return RunEnd::Failure;
+    }
+    WriteText(job.logStream, "VORA:  Calculate Generalized Sparam successfully completed.\n");
+    return RunEnd::Success;
+}
+
+}  // namespace
+
+RunSteps ProgramSteps()
+{
+    RunSteps steps;
+    steps.readMapFile = &ReadMapFile;
+    steps.readWholeStructureFile = &ReadWholeStructureFile;
+    steps.readArmFiles = &ReadArmFiles;
+    steps.runCalibration = &RunCalibration;
+    steps.readTwoSparamFiles = &ReadTwoSparamFiles;
+    steps.computeGeneralizedSparam = &ComputeGeneralizedSparam;
+    return steps;
+}
+
+// Nothing goes to standard error: the parent tools read the log and standard output.
+int RunProgram(int argc, char** argv, std::ostream& out, std::ostream& /*err*/)
+{
+    return RunProgramWithSteps(argc, argv, out, ProgramSteps());
+}
+
+int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, const RunSteps& steps)
+{
+    // The log object comes first because the job keeps a reference to it; the file is
+    // opened once the pre-scan has found the directory.
+    std::unique_ptr<OutputFile> log;
+    std::unique_ptr<VoraJob> job;
+    try {
+        log = std::make_unique<OutputFile>();
+        job = std::make_unique<VoraJob>(*log);
+        job->programName = "VORA";
+        PrescanArguments(*job, argc, argv);
+        OpenRunLog(*job);
+        // A log that cannot be opened stays in the failed state; the parser reports it.
+        log->Open(job->logFilePath);
+    } catch (const std::bad_alloc&) {
+        out << "VORA:  Memory allocation error.\n"
+            << "VORA:  Program terminates. \n";
+        out.flush();
+        return -1;
+    }
+    WriteText(job->logStream, "VORA:  Program started.\n");
+
+    const RunEnd end = job->runMode != 1 ? RunDeembedding(*job, argc, argv, out, steps)
+                                          : RunGeneralized(*job, argc, argv, out, steps);
+    switch (end) {
+    case RunEnd::Success:
+        job->logStream.flush();
+        CloseRunLog(*job);
+        if (job->outputStream && job->outputStream->IsOpen()) job->outputStream->Close();
+        job.reset();
+        return 0;
+    case RunEnd::Failure:
+        // The job is given up as it stands, as if the process ended here: output not yet
+        // written to the file is lost, only the log is closed properly.
+        if (job->outputStream) job->outputStream->Discard();
+        CloseRunLog(*job);
+        return -1;
+    case RunEnd::EndedStatus0:
+        return 0;
+    case RunEnd::EndedStatusMinus1:
+        break;
+    }
+    return -1;
+}

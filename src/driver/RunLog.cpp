@@ -1,0 +1,24 @@
+#include "driver/RunLog.h"
+
+#include <unistd.h>
+
+#include <string>
+
+#include "io/OutputFile.h"
+#include "job/VoraJob.h"
+
+void OpenRunLog(VoraJob& job)
+{
+    job.logFilePath = job.directoryPath + "vora_" + std::to_string(static_cast<long long>(::getpid())) + ".log";
+}
+
+void CloseRunLog(VoraJob& job)
+{
+    if (auto* file = dynamic_cast<OutputFile*>(&job.logStream)) {
+        if (file->IsOpen()) file->Close();
+        return;
+    }
+    job.logStream.flush();
+}
+
+std::ostream& WriteText(std::ostream& stream, const char* text) { return stream << text; }

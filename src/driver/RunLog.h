@@ -1,0 +1,17 @@
+#pragma once
+// The run log: one file per run, "vora_<process id>.log" in the job directory. Every step
+// writes its progress and its reasons for failing there through the job's logStream.
+
+#include <ostream>
+
+struct VoraJob;
+
+/// Builds logFilePath = directoryPath + "vora_" + process id + ".log". Opens nothing.
+void OpenRunLog(VoraJob& job);
+
+/// Closes the run log. A failed close leaves the stream in the failed state, nothing more.
+/// A log that is not a file (a test's string stream) is only flushed.
+void CloseRunLog(VoraJob& job);
+
+/// Writes a zero-terminated text as it is (field width and fill honoured); chains.
+std::ostream& WriteText(std::ostream& stream, const char* text);

@@ -1,0 +1,26 @@
+#pragma once
+// The steps the driver runs, as a table, so that the run sequence (result lines, flushes,
+// failure tests, allocation failures) can be exercised with steps of a test's own.
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+#include "io/ArmFiles.h"
+
+struct VoraJob;
+
+struct RunSteps {
+    int32_t (*readMapFile)(VoraJob& job);
+    int32_t (*readWholeStructureFile)(VoraJob& job);
+    int32_t (*readArmFiles)(VoraJob& job, const PortLineAnalysisHooks& hooks);
+    int32_t (*runCalibration)(VoraJob& job);
+    int32_t (*readTwoSparamFiles)(VoraJob& job, const std::string& sFile1Name, const std::string& sFile2Name);
+    int32_t (*computeGeneralizedSparam)(VoraJob& job);
+};
+
+/// The program's own steps.
+RunSteps ProgramSteps();
+
+/// RunProgram with the given steps; returns the exit status (0 or -1).
+int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, const RunSteps& steps);

@@ -1,0 +1,108 @@
+#include "io/LineReader.h"
+
+namespace {
+
+// The white space of formatted stream input in the "C" locale; "\r" of a CRLF file is one.
+bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
+
+bool IsBlank(std::string_view line)
+{
+    for (char c : line)
+        if (!IsSpace(c)) return false;
+    return true;
+}
+
+// Appends the tokens of text to tokens (SplitTokens without the clearing). A quote left
+// open runs to the end of the text.
+void AppendTokens(std::string_view text, TokenList& tokens)
+{
+    bool inQuote = false;
+    size_t i = 0;
+    const size_t n = text.size();
+    while (i < n) {
+        while (i < n && IsSpace(text[i])) ++i;
+        if (i == n) break;
+        const size_t wordStart = i;
+        while (i < n && !IsSpace(text[i])) ++i;
+        const std::string_view word = text.substr(wordStart, i - wordStart);
+        if (inQuote) {
+            tokens.ExtendLast(word);
+            if (word.back() == '"') inQuote = false;
+        } else {
+            tokens.Add(word);
+            // A lone '"' opens a quote; a word both opening and closing one is complete.
+            if (word.front() == '"' && (word.size() < 2 || word.back() != '"')) inQuote = true;
+        }
+    }
+}
+
+// The next line that is neither blank nor a comment (comments echoed); false at the end.
+bool NextContentLine(TextSource& source, char commentChar, std::ostream* echo, std::string_view& physical)
+{
+    for (;;) {
+        if (!source.NextLine(physical)) return false;
+        if (IsBlank(physical)) continue;
+        if (physical.front() == commentChar) {
+            if (echo != nullptr) *echo << physical << '\n';
+            continue;
+        }
+        return true;
+    }
+}
+
+// Appends every directly following physical line that starts with "+" to line (its text
+// after the "+", one blank between). Only the very next line can continue: a blank or
+// comment line ends the logical line.
+void JoinContinuationLines(TextSource& source, std::string& line)
+{
+    std::string_view physical;
+    while (source.NextLine(physical)) {
+        if (physical.empty() || physical.front() != '+') {
+            source.UnreadLine();
+            return;
+        }
+        line.push_back(' ');
+        line.append(physical.substr(1));
+    }
+}
+
+}  // namespace
+
+void SplitTokens(std::string_view line, TokenList& tokens)
+{
+    tokens.Clear();
+    AppendTokens(line, tokens);
+}
+
+LineStatus ReadLogicalLine(TextSource& source, CommentMode mode, std::ostream* echo, std::string& line,
+                           TokenList& tokens, int64_t expectedCount)
+{
+    line.clear();
+    tokens.Clear();
+    const char commentChar = mode == CommentMode::Map ? '*' : '!';
+    std::string_view physical;
+    if (!NextContentLine(source, commentChar, echo, physical)) return LineStatus::EndOfData;
+
+    if (mode == CommentMode::Touchstone && physical.front() == '#') {
+        line.assign(physical);
+        AppendTokens(line, tokens);
+        if (echo != nullptr) *echo << line << '\n';
+        return LineStatus::Line;
+    }
+
+    line.assign(physical);
+    JoinContinuationLines(source, line);
+    AppendTokens(line, tokens);
+    if (mode == CommentMode::Map) return LineStatus::Line;
+
+    // A data record may span several physical lines.
+    while (static_cast<int64_t>(tokens.size()) < expectedCount) {
+        if (!NextContentLine(source, commentChar, echo, physical)) return LineStatus::Bad;
+        const size_t pieceStart = line.size() + 1;
+        line.push_back(' ');
+        line.append(physical);
+        JoinContinuationLines(source, line);
+        AppendTokens(std::string_view(line).substr(pieceStart), tokens);
+    }
+    return static_cast<int64_t>(tokens.size()) == expectedCount ? LineStatus::Line : LineStatus::Bad;
+}

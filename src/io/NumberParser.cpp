@@ -1,0 +1,94 @@
+#include "io/NumberParser.h"
+
+#include <array>
+#include <charconv>
+#include <cstdlib>
+
+namespace {
+
+// The process-wide unit-letter table, indexed by the letter; 0 marks a letter without
+// an entry (no multiplier is 0).
+std::array<double, 256> unitMultipliers{};
+
+void InsertUnitLetter(char letter, double multiplier)
+{
+    double& entry = unitMultipliers[static_cast<unsigned char>(letter)];
+    if (entry == 0.0) entry = multiplier;  // insertion keeps an existing entry
+}
+
+bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+double ConvertWithStrtod(std::string_view text)
+{
+    char small[64];
+    std::string large;
+    const char* terminated;
+    if (text.size() < sizeof small) {
+        text.copy(small, text.size());
+        small[text.size()] = '\0';
+        terminated = small;
+    } else {
+        large.assign(text);
+        terminated = large.c_str();
+    }
+    return std::strtod(terminated, nullptr);
+}
+
+// The value strtod gives for the longest convertible prefix of text (0 for none).
+// from_chars agrees with strtod on a plain decimal number in range; a leading "+", white
+// space, an empty text and out-of-range values are left to strtod.
+double ConvertPrefix(std::string_view text)
+{
+    const char* first = text.data();
+    const char* const last = first + text.size();
+    if (first != last && *first == '+') {
+        ++first;
+        if (first == last || !(IsDigit(*first) || *first == '.')) return ConvertWithStrtod(text);
+    }
+    if (first == last || !(IsDigit(*first) || *first == '.' || *first == '-')) return ConvertWithStrtod(text);
+    double value = 0.0;
+    const std::from_chars_result result = std::from_chars(first, last, value, std::chars_format::general);
+    if (result.ec != std::errc()) return ConvertWithStrtod(text);
+    return value;
+}
+
+}  // namespace
+
+void FillUnitLetterTable()
+{
+    InsertUnitLetter('p', 1e-12);
+    InsertUnitLetter('P', 1e-12);
+    InsertUnitLetter('n', 1e-9);
+    InsertUnitLetter('N', 1e-9);
+    InsertUnitLetter('u', 1e-6);
+    InsertUnitLetter('U', 1e-6);
+    InsertUnitLetter('m', 1e-3);
+    InsertUnitLetter('k', 1e3);
+    InsertUnitLetter('K', 1e3);
+    InsertUnitLetter('M', 1e6);
+    InsertUnitLetter('G', 1e9);
+    InsertUnitLetter('T', 1e12);
+}
+
+void ClearUnitLetterTable() { unitMultipliers.fill(0.0); }
+
+double ParseNumber(std::string_view text)
+{
+    size_t letterAt = 0;
+    while (letterAt < text.size() && !(IsLetter(text[letterAt]) && text[letterAt] != 'E' && text[letterAt] != 'e'))
+        ++letterAt;
+    double multiplier = 1.0;
+    if (letterAt < text.size()) {
+        const double entry = unitMultipliers[static_cast<unsigned char>(text[letterAt])];
+        if (entry != 0.0) multiplier = entry;
+    }
+    return ConvertPrefix(text.substr(0, letterAt)) * multiplier;
+}
+
+bool StripQuotes(std::string_view text, std::string& out)
+{
+    if (text.size() < 3 || text.front() != '"' || text.back() != '"') return false;
+    out.assign(text.substr(1, text.size() - 2));
+    return true;
+}

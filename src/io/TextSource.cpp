@@ -1,0 +1,121 @@
+#include "io/TextSource.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+
+namespace {
+// Large enough that the per-chunk cost vanishes against parsing, small enough to keep the
+// memory of a run to its values.
+constexpr size_t chunkSize = size_t{1} << 20;
+}  // namespace
+
+bool TextSource::Open(const std::string& path)
+{
+    Close();
+    std::FILE* f = std::fopen(path.c_str(), "rb");
+    if (f == nullptr) return false;
+    // fopen succeeds on a directory; reading it would fail later, so refuse it here.
+    struct stat info {};
+    if (fstat(fileno(f), &info) != 0 || S_ISDIR(info.st_mode)) {
+        std::fclose(f);
+        return false;
+    }
+    file_ = f;
+    buffer_.resize(chunkSize);
+    return true;
+}
+
+void TextSource::OpenText(std::string text)
+{
+    Close();
+    textMode_ = true;
+    atEnd_ = true;
+    buffer_.assign(text.begin(), text.end());
+    end_ = buffer_.size();
+}
+
+bool TextSource::IsOpen() const { return file_ != nullptr || textMode_; }
+
+void TextSource::Close()
+{
+    if (file_ != nullptr) std::fclose(file_);
+    file_ = nullptr;
+    textMode_ = false;
+    atEnd_ = false;
+    buffer_.clear();
+    buffer_.shrink_to_fit();
+    begin_ = end_ = 0;
+    longLine_.clear();
+    lastLine_ = {};
+    repeatLast_ = false;
+}
+
+bool TextSource::Refill()
+{
+    if (file_ == nullptr) {
+        atEnd_ = true;
+        return false;
+    }
+    const size_t wanted = buffer_.size() - end_;
+    const size_t got = std::fread(buffer_.data() + end_, 1, wanted, file_);
+    end_ += got;
+    // A read error ends the input like the end of the file does.
+    if (got < wanted && (std::feof(file_) || std::ferror(file_))) atEnd_ = true;
+    return got > 0;
+}
+
+void TextSource::UnreadLine() { repeatLast_ = true; }
+
+bool TextSource::NextLine(std::string_view& line)
+{
+    if (repeatLast_) {
+        repeatLast_ = false;
+        line = lastLine_;
+        return true;
+    }
+    if (!IsOpen()) return false;
+    bool inLongLine = false;
+    longLine_.clear();
+    for (;;) {
+        char* const start = buffer_.data() + begin_;
+        const size_t available = end_ - begin_;
+        const void* feed = available > 0 ? std::memchr(start, '\n', available) : nullptr;
+        if (feed != nullptr) {
+            const size_t length = static_cast<size_t>(static_cast<const char*>(feed) - start);
+            begin_ += length + 1;
+            if (inLongLine) {
+                longLine_.append(start, length);
+                line = longLine_;
+            } else {
+                line = std::string_view(start, length);
+            }
+            lastLine_ = line;
+            return true;
+        }
+        if (atEnd_) {
+            if (available == 0 && !inLongLine) return false;
+            // The last line of a file without a final line feed.
+            begin_ = end_;
+            if (inLongLine) {
+                longLine_.append(start, available);
+                line = longLine_;
+            } else {
+                line = std::string_view(start, available);
+            }
+            lastLine_ = line;
+            return true;
+        }
+        if (available == buffer_.size()) {
+            // A line longer than the whole chunk: collect it piecewise.
+            longLine_.append(start, available);
+            inLongLine = true;
+            begin_ = end_ = 0;
+        } else if (begin_ > 0) {
+            std::memmove(buffer_.data(), start, available);
+            begin_ = 0;
+            end_ = available;
+        }
+        Refill();
+    }
+}

@@ -1,0 +1,236 @@
+#include "numerics/ComplexArrays.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <iostream>
+#include <vector>
+
+#include "numerics/LapackBindings.h"
+
+namespace {
+
+// Scratch of the LAPACK wrappers. The calibration loops call these once per frequency
+// point, so the buffers only grow and are reused instead of being allocated per call.
+template <typename T>
+T* ScratchOf(std::vector<T>& buffer, size_t count)
+{
+    if (buffer.size() < count) buffer.resize(count);
+    return buffer.data();
+}
+
+size_t ElementCount(int32_t n)
+{
+    return static_cast<size_t>(n) * static_cast<size_t>(n);
+}
+
+// One eigenvalue and the position at which ZGEEV returned it.
+struct EigenvalueRecord {
+    int32_t index;
+    Complex value;
+};
+
+const Complex kOne(1.0, 0.0);
+const Complex kMinusOne(-1.0, 0.0);
+const Complex kZero(0.0, 0.0);
+
+}  // namespace
+
+void IdentityArray(int32_t n, Complex* M)
+{
+    ZeroArray(n, M);
+    for (int32_t i = 0; i < n; ++i) M[i + i * n] = kOne;
+}
+
+void ZeroArray(int32_t n, Complex* M)
+{
+    if (n <= 0) return;
+    std::fill_n(M, ElementCount(n), kZero);
+}
+
+void ZeroVector(int32_t n, Complex* v)
+{
+    if (n <= 0) return;
+    std::fill_n(v, static_cast<size_t>(n), kZero);
+}
+
+void NegateArray(int32_t n, Complex* M)
+{
+    if (n <= 0) return;
+    const size_t count = ElementCount(n);
+    for (size_t k = 0; k < count; ++k) M[k] = Complex(-M[k].real(), -M[k].imag());
+}
+
+void CopyVector(int32_t n, const Complex* src, Complex* dst)
+{
+    if (n <= 0) return;
+    std::copy_n(src, static_cast<size_t>(n), dst);
+}
+
+void DiagonalFromVector(int32_t n, Complex* M, const Complex* v)
+{
+    ZeroArray(n, M);
+    for (int32_t i = 0; i < n; ++i) M[i + i * n] = v[i];
+}
+
+void SymmetrizeArray(int32_t n, Complex* M)
+{
+    for (int32_t i = 0; i < n; ++i) {
+        for (int32_t j = i + 1; j < n; ++j) {
+            Complex& upper = M[j + i * n];
+            Complex& lower = M[i + j * n];
+            const Complex mean((upper.real() + lower.real()) * 0.5, (upper.imag() + lower.imag()) * 0.5);
+            upper = mean;
+            lower = mean;
+        }
+    }
+}
+
+void AddArrays(int32_t n, const Complex* A, const Complex* B, Complex* C)
+{
+    if (n <= 0) return;
+    const int count = n * n;
+    cblas_zcopy(count, A, 1, C, 1);
+    cblas_zaxpy(count, &kOne, B, 1, C, 1);
+}
+
+void SubtractArrays(int32_t n, const Complex* A, const Complex* B, Complex* C)
+{
+    if (n <= 0) return;
+    const int count = n * n;
+    cblas_zcopy(count, A, 1, C, 1);
+    cblas_zaxpy(count, &kMinusOne, B, 1, C, 1);
+}
+
+void MultiplyArrays(char rowMajorFlag, int32_t n, const Complex* A, const Complex* B, Complex* C)
+{
+    if (n <= 0) return;
+    const CBLAS_ORDER layout = rowMajorFlag == 'y' ? CblasRowMajor : CblasColMajor;
+    cblas_zgemm(layout, CblasNoTrans, CblasNoTrans, n, n, n, &kOne, A, n, B, n, &kZero, C, n);
+}
+
+void TransposeArray(int32_t n, Complex* M)
+{
+    for (int32_t i = 0; i < n; ++i)
+        for (int32_t j = i + 1; j < n; ++j) std::swap(M[j + i * n], M[i + j * n]);
+}
+
+int32_t InvertArray(int32_t n, const Complex* A, Complex* B)
+{
+    if (n <= 0) return 0;
+    thread_local std::vector<int> pivotBuffer;
+    thread_local std::vector<Complex> workBuffer;
+    // The pivot array is sized n*n as the program always has; ZGETRF uses the first n.
+    int* ipiv = ScratchOf(pivotBuffer, ElementCount(n));
+    const int lwork = 2 * n;
+    Complex* work = ScratchOf(workBuffer, static_cast<size_t>(lwork));
+
+    const int order = n;
+    int info = 0;
+    cblas_zcopy(n * n, A, 1, B, 1);
+    TransposeArray(n, B);
+    // The factorisation's info is not looked at: ZGETRI reports the same singularity.
+    zgetrf_(&order, &order, B, &order, ipiv, &info);
+    zgetri_(&order, B, &order, ipiv, work, &lwork, &info);
+    TransposeArray(n, B);
+    return info;
+}
+
+int32_t InvertArrayInPlace(int32_t n, Complex* A)
+{
+    if (n <= 0) return 0;
+    thread_local std::vector<Complex> inverseBuffer;
+    Complex* inverse = ScratchOf(inverseBuffer, ElementCount(n));
+    // The info is dropped by design: a singular A is left with whatever ZGETRI produced,
+    // and the conversions built on this rely on that. Callers that must know use InvertArray.
+    static_cast<void>(InvertArray(n, A, inverse));
+    ZeroArray(n, A);
+    cblas_zcopy(n * n, inverse, 1, A, 1);
+    return 0;
+}
+
+int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex* w, int32_t sortFlag)
+{
+    if (n <= 0) return 0;
+    thread_local std::vector<Complex> workBuffer;
+    thread_local std::vector<double> realWorkBuffer;
+    thread_local std::vector<EigenvalueRecord> recordBuffer;
+    const int order = n;
+    const int lwork = 4 * n;
+    Complex* work = ScratchOf(workBuffer, static_cast<size_t>(lwork));
+    double* rwork = ScratchOf(realWorkBuffer, static_cast<size_t>(4) * static_cast<size_t>(n));
+
+    TransposeArray(n, A);
+    const char noLeftVectors = 'N';
+    const char rightVectors = 'V';
+    int info = 0;
+    // V stands in for the left vectors, which jobvl 'N' never touches; the right
+    // eigenvectors land column-major in Vinv.
+    zgeev_(&noLeftVectors, &rightVectors, &order, A, &order, w, V, &order, Vinv, &order, work, &lwork, rwork,
+           &info);
+    if (info > 0) return info;
+
+    if (sortFlag != 0) {
+        EigenvalueRecord* records = ScratchOf(recordBuffer, static_cast<size_t>(n));
+        for (int32_t k = 0; k < n; ++k) records[k] = EigenvalueRecord{k, w[k]};
+        std::sort(records, records + n, [](const EigenvalueRecord& x, const EigenvalueRecord& y) {
+            return x.value.imag() > y.value.imag();
+        });
+        // V is free until the eigenvectors are copied into it below, so it holds the
+        // unsorted columns while Vinv receives them in sorted order.
+        cblas_zcopy(n * n, Vinv, 1, V, 1);
+        for (int32_t k = 0; k < n; ++k) {
+            w[k] = records[k].value;
+            std::copy_n(V + static_cast<size_t>(records[k].index) * static_cast<size_t>(n), static_cast<size_t>(n),
+                        Vinv + static_cast<size_t>(k) * static_cast<size_t>(n));
+        }
+
+        // Diagnostic of the two leading eigenvalues on the console. The program has always
+        // printed both; with a single eigenvalue there is no second one to print.
+        const char* const names[2] = {"a", "b"};
+        for (int32_t k = 0; k < 2 && k < n; ++k) {
+            Complex root;
+            static_cast<void>(VectorAcosh(1, &w[k], &root));
+            if (root.real() < 0.0) root = Complex(-root.real(), -root.imag());
+            std::cout << names[k] << "= " << w[k] << ";   acosh(" << names[k] << ")= " << root << "\n";
+        }
+    }
+
+    TransposeArray(n, Vinv);
+    cblas_zcopy(n * n, Vinv, 1, V, 1);
+    static_cast<void>(InvertArrayInPlace(n, Vinv));
+    return info;
+}
+
+int32_t VectorSqrtInPlace(int32_t n, Complex* v)
+{
+    for (int32_t k = 0; k < n; ++k) v[k] = std::sqrt(v[k]);
+    return 0;
+}
+
+int32_t VectorCubeRootInPlace(int32_t n, Complex* v)
+{
+    // The real exponent keeps pow(0, 1/3) = 0; the principal branch makes the root of -8
+    // 1 + 1.7320508i, not -2.
+    const double third = 0.3333333333333333;
+    for (int32_t k = 0; k < n; ++k) v[k] = std::pow(v[k], third);
+    return 0;
+}
+
+int32_t VectorCosh(int32_t n, const Complex* x, Complex* y)
+{
+    for (int32_t k = 0; k < n; ++k) y[k] = std::cosh(x[k]);
+    return 0;
+}
+
+int32_t VectorSinh(int32_t n, const Complex* x, Complex* y)
+{
+    for (int32_t k = 0; k < n; ++k) y[k] = std::sinh(x[k]);
+    return 0;
+}
+
+int32_t VectorAcosh(int32_t n, const Complex* x, Complex* y)
+{
+    for (int32_t k = 0; k < n; ++k) y[k] = std::acosh(x[k]);
+    return 0;
+}

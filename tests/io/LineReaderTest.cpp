@@ -1,0 +1,107 @@
+#include "io/LineReader.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+namespace {
+
+// Every answer of the reader over the whole text, one entry per call: "tok|tok|..." for a
+// line, "BAD" and "END". Stops after the first END.
+std::string ReadAll(const std::string& text, CommentMode mode, int64_t expectedCount, std::ostream* echo = nullptr)
+{
+    TextSource source;
+    source.OpenText(text);
+    std::string line;
+    TokenList tokens;
+    std::string result;
+    for (int calls = 0; calls < 100; ++calls) {
+        const LineStatus status = ReadLogicalLine(source, mode, echo, line, tokens, expectedCount);
+        if (!result.empty()) result += " / ";
+        if (status == LineStatus::EndOfData) return result + "END";
+        if (status == LineStatus::Bad) {
+            result += "BAD";
+            continue;
+        }
+        for (size_t i = 0; i < tokens.size(); ++i) result += (i > 0 ? "|" : "") + std::string(tokens[i]);
+    }
+    return result + "(no end)";
+}
+
+std::string Split(const std::string& line)
+{
+    TokenList tokens;
+    tokens.Add("stale");
+    SplitTokens(line, tokens);
+    std::string result;
+    for (size_t i = 0; i < tokens.size(); ++i) result += (i > 0 ? "|" : "") + std::string(tokens[i]);
+    return result;
+}
+
+TEST(SplitTokens, SeparatesOnWhiteSpaceAndKeepsQuotedWordsTogether)
+{
+    EXPECT_EQ(Split("  a\tb \v c\f d\r"), "a|b|c|d");
+    EXPECT_EQ(Split("1,2 3,"), "1,2|3,");
+    EXPECT_EQ(Split("SF \"my  arm file.s4p\" 3"), "SF|\"my arm file.s4p\"|3");
+    EXPECT_EQ(Split("\"one\" \"two\""), "\"one\"|\"two\"");
+    EXPECT_EQ(Split("x \"open to the end"), "x|\"open to the end");
+    EXPECT_EQ(Split("x \" quoted\" y"), "x|\" quoted\"|y");
+    EXPECT_EQ(Split(""), "");
+    EXPECT_EQ(Split(" \t\r"), "");
+}
+
+TEST(ReadLogicalLine, MapModeSkipsStarCommentsAndBlankLinesOnly)
+{
+    const std::string text = "* comment\nPN 4\n\n\r\n  \t\n! not a comment\n# ordinary\nLAST 1 2";
+    std::ostringstream echo;
+    EXPECT_EQ(ReadAll(text, CommentMode::Map, 0, &echo), "PN|4 / !|not|a|comment / #|ordinary / LAST|1|2 / END");
+    EXPECT_EQ(echo.str(), "* comment\n");
+}
+
+TEST(ReadLogicalLine, JoinsLinesThatStartWithPlus)
+{
+    EXPECT_EQ(ReadAll("SF a\n+b \"c\n+d\" e\nNEXT\n", CommentMode::Map, 0), "SF|a|b|\"c d\"|e / NEXT / END");
+    // Only the directly following line continues; a lone "+" line adds nothing.
+    EXPECT_EQ(ReadAll("A\n*c\n+B\nC\n+\n", CommentMode::Map, 0), "A / +B / C / END");
+}
+
+TEST(ReadLogicalLine, TouchstoneModeGathersRecordsOverPhysicalLines)
+{
+    const std::string text =
+        "! head\r\n"
+        "# GHz S RI R 50\r\n"
+        "1 0.1 0.2\r\n"
+        "  0.3 0.4\r\n"
+        "\r\n"
+        "! between parts\n"
+        "0.5 0.6\n"
+        "+0.7 0.8\n"
+        "2 1 2 3 4 5 6 7 8\n";
+    std::ostringstream echo;
+    EXPECT_EQ(ReadAll(text, CommentMode::Touchstone, 9, &echo),
+              "#|GHz|S|RI|R|50 / 1|0.1|0.2|0.3|0.4|0.5|0.6|0.7|0.8 / 2|1|2|3|4|5|6|7|8 / END");
+    EXPECT_EQ(echo.str(), "! head\r\n# GHz S RI R 50\r\n! between parts\n");
+}
+
+TEST(ReadLogicalLine, TouchstoneModeAnswers)
+{
+    struct Case {
+        const char* text;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"1 2 3\n4 5 6", "1|2|3 / 4|5|6 / END"},             // missing final line feed
+        {"1 2 3 4\n", "BAD / END"},                          // too many tokens
+        {"1 2\n3 4\n", "BAD / END"},                         // a line overfills the record
+        {"1 2 3\n4 5\n", "1|2|3 / BAD / END"},               // input ends inside a record
+        {"1 2 3\n4 5\n! c\n\n", "1|2|3 / BAD / END"},
+        {"#\n# a b c d e f\n", "# / #|a|b|c|d|e|f / END"},  // option lines of any length
+        {"* 1 2\n", "*|1|2 / END"},
+        {"\r\n\r\n", "END"},
+        {"", "END"},
+    };
+    for (const Case& c : cases) EXPECT_EQ(ReadAll(c.text, CommentMode::Touchstone, 3), c.expected) << c.text;
+}
+
+}  // namespace

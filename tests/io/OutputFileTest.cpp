@@ -1,0 +1,73 @@
+#include "io/OutputFile.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "support/VoraRun.h"
+
+namespace {
+
+TEST(OutputFile, FormatsLikeADefaultStream)
+{
+    TempDir dir;
+    const std::string path = (dir.path() / "o.txt").string();
+    std::ostringstream reference;
+    OutputFile out;
+    ASSERT_TRUE(out.Open(path));
+    for (std::ostream* s : {static_cast<std::ostream*>(&reference), static_cast<std::ostream*>(&out)})
+        *s << 1.0 / 3.0 << '\t' << 1e10 << ' ' << 100000.0 << ' ' << 1234567.0 << ' ' << -0.0 << ' ' << 1e-5 << ' '
+           << 42 << " x\n";
+    EXPECT_TRUE(out.Close());
+    EXPECT_EQ(ReadFileText(path), reference.str());
+}
+
+TEST(OutputFile, KeepsLargeWritesIntact)
+{
+    TempDir dir;
+    const std::string path = (dir.path() / "o.txt").string();
+    std::string expected;
+    OutputFile out;
+    ASSERT_TRUE(out.Open(path));
+    for (int i = 0; i < 200000; ++i) {
+        out << i << ' ';
+        expected += std::to_string(i) + ' ';
+    }
+    const std::string big(3u << 20, 'z');  // larger than the buffer
+    out << big;
+    expected += big;
+    out << "end";
+    expected += "end";
+    EXPECT_TRUE(out.Close());
+    EXPECT_EQ(ReadFileText(path), expected);
+}
+
+TEST(OutputFile, DiscardLosesOnlyWhatWasNotFlushed)
+{
+    TempDir dir;
+    const std::string path = (dir.path() / "o.txt").string();
+    OutputFile out;
+    ASSERT_TRUE(out.Open(path));
+    out << "kept\n" << std::flush << "lost\n";
+    out.Discard();
+    EXPECT_FALSE(out.IsOpen());
+    EXPECT_EQ(ReadFileText(path), "kept\n");
+}
+
+TEST(OutputFile, ReportsFailuresByFailbit)
+{
+    TempDir dir;
+    OutputFile out;
+    EXPECT_FALSE(out.Open((dir.path() / "no" / "such" / "dir.txt").string()));
+    EXPECT_TRUE(out.fail());
+    out << "nowhere";
+    EXPECT_FALSE(out.Close());
+
+    OutputFile full;
+    ASSERT_TRUE(full.Open("/dev/full"));
+    full << "cannot be written\n";
+    EXPECT_FALSE(full.Close());
+    EXPECT_TRUE(full.fail());
+}
+
+}  // namespace

@@ -1,0 +1,155 @@
+#include "numerics/Dcm.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "numerics/NumericsTestSupport.h"
+
+using namespace numerics_test;
+
+namespace {
+
+dcm FromArray(int32_t n, const std::vector<Complex>& values)
+{
+    dcm m(n);
+    for (size_t k = 0; k < values.size(); ++k) m.data[k] = values[k];
+    return m;
+}
+
+Complex DivideOne(Complex z, Complex s)
+{
+    dcm m(1);
+    m(0, 0) = z;
+    m /= s;
+    return m(0, 0);
+}
+
+}  // namespace
+
+TEST(Dcm, ResizeKeepsValuesOnlyForTheSameOrder)
+{
+    dcm m(2);
+    m(1, 0) = Complex(3, 4);
+    m.Resize(2);
+    EXPECT_EQ(m(1, 0), Complex(3, 4));
+    m.Resize(3);
+    for (size_t k = 0; k < m.Size(); ++k) EXPECT_EQ(m.data[k], Complex(0, 0));
+    m.Resize(-1);
+    EXPECT_EQ(m.n, 0);
+    EXPECT_EQ(m.data, nullptr);
+}
+
+TEST(Dcm, ElementwiseArithmetic)
+{
+    const dcm A = FromArray(2, RandomArray(2, 11));
+    const dcm B = FromArray(2, RandomArray(2, 12));
+    const dcm sum = A + B;
+    const dcm difference = A - B;
+    dcm negated(A);
+    negated.Negate();
+    dcm identity(2);
+    identity.SetIdentity();
+    for (int32_t i = 0; i < 2; ++i)
+        for (int32_t j = 0; j < 2; ++j) {
+            EXPECT_EQ(sum(i, j), A(i, j) + B(i, j));
+            EXPECT_EQ(difference(i, j), A(i, j) - B(i, j));
+            EXPECT_EQ(negated(i, j), -A(i, j));
+            EXPECT_EQ(identity(i, j), Complex(i == j ? 1.0 : 0.0, 0.0));
+        }
+
+    const Complex s(0.75, -1.25);
+    dcm scaled(A);
+    scaled *= s;
+    for (size_t k = 0; k < A.Size(); ++k) EXPECT_LT(std::abs(scaled.data[k] - A.data[k] * s), 4 * kEpsilon);
+    scaled /= s;
+    EXPECT_LT(MaxDistance(A.Size(), scaled.data, A.data), 8 * kEpsilon);
+}
+
+TEST(Dcm, SmithDivisionAvoidsOverflowAndFollowsTheSpecialCases)
+{
+    const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    struct Case {
+        Complex z, s, expected;
+    };
+    // |s|^2 of the scaled cases overflows or underflows in the textbook formula.
+    const Case finite[] = {
+        {{1, 2}, {3, 4}, {0.44, 0.08}},
+        {{1, 2}, {4, 3}, {0.4, 0.2}},
+        {{1e300, 1e300}, {1e300, 1e300}, {1, 0}},
+        {{1e-300, 0}, {0, 1e-300}, {0, -1}},
+        {{2, -6}, {0, 2}, {-3, -1}},
+        {{5, 7}, {inf, 1}, {0, 0}},
+    };
+    for (const Case& c : finite) {
+        const Complex q = DivideOne(c.z, c.s);
+        EXPECT_LT(std::abs(q - c.expected), 4 * kEpsilon * std::abs(c.expected) + 1e-300)
+            << c.z << "/" << c.s << " gave " << q;
+    }
+
+    // Division by exact zero divides each part by zero.
+    Complex q = DivideOne({1, -2}, {0, 0});
+    EXPECT_EQ(q.real(), inf);
+    EXPECT_EQ(q.imag(), -inf);
+    q = DivideOne({0, 3}, {0, 0});
+    EXPECT_TRUE(std::isnan(q.real()));
+    EXPECT_EQ(q.imag(), inf);
+    for (Complex s : {Complex(nan, 1), Complex(1, nan), Complex(inf, inf)}) {
+        q = DivideOne({1, 1}, s);
+        EXPECT_TRUE(std::isnan(q.real()) && std::isnan(q.imag())) << s;
+    }
+}
+
+TEST(Dcm, InverseAndProduct)
+{
+    for (int32_t n : {1, 2, 5}) {
+        const dcm A = FromArray(n, RandomArray(n, 40 + n, 1.0));
+        dcm Ainv;
+        ASSERT_TRUE(Inverse(A, Ainv));
+        dcm P;
+        Multiply(A, Ainv, P);
+        const std::vector<Complex> naive = NaiveProduct(n, A.data, Ainv.data);
+        EXPECT_LT(MaxDistance(P.Size(), P.data, naive.data()), 64 * kEpsilon);
+        const double tolerance = 16 * n * kEpsilon * NormInf(n, A.data) * NormInf(n, Ainv.data);
+        EXPECT_LT(DistanceFromIdentity(n, P.data), tolerance);
+    }
+
+    const dcm singular = FromArray(2, {{1, 1}, {2, 2}, {-1, 0}, {-2, 0}});
+    dcm B;
+    EXPECT_FALSE(Inverse(singular, B));
+    EXPECT_EQ(B.n, 2);
+}
+
+TEST(Dcm, MatrixSqrtIsThePrincipalRoot)
+{
+    // Upper triangular with eigenvalues 4 and 9: the principal root is [[2, 0.2], [0, 3]].
+    const dcm A = FromArray(2, {{4, 0}, {1, 0}, {0, 0}, {9, 0}});
+    dcm VD, R;
+    dcv w, root;
+    dcm V;
+    ASSERT_TRUE(MatrixSqrt(A, VD, R, &w, &V, &root));
+    const dcm expected = FromArray(2, {{2, 0}, {0.2, 0}, {0, 0}, {3, 0}});
+    EXPECT_LT(MaxDistance(R.Size(), R.data, expected.data), 1e-14);
+    ASSERT_EQ(w.n, 2);
+    ASSERT_EQ(root.n, 2);
+    for (int32_t k = 0; k < 2; ++k) EXPECT_LT(std::abs(root[k] * root[k] - w[k]), 1e-14);
+    dcm check;
+    Multiply(V, FromArray(2, {root[0], 0, 0, root[1]}), check);
+    EXPECT_LT(MaxDistance(VD.Size(), VD.data, check.data), 1e-14);
+
+    dcm identity(3);
+    identity.SetIdentity();
+    ASSERT_TRUE(MatrixSqrt(identity, VD, R));
+    EXPECT_LT(DistanceFromIdentity(3, R.data), 1e-14);
+
+    for (int32_t n : {1, 3, 6}) {
+        const dcm B = FromArray(n, RandomArray(n, 70 + n));
+        ASSERT_TRUE(MatrixSqrt(B, VD, R));
+        dcm square;
+        Multiply(R, R, square);
+        EXPECT_LT(MaxDistance(B.Size(), square.data, B.data), 1e-12 * NormInf(n, B.data)) << "n=" << n;
+    }
+}

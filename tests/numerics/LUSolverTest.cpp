@@ -1,0 +1,146 @@
+#include "numerics/LUSolver.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "numerics/NumericsTestSupport.h"
+
+using namespace numerics_test;
+
+namespace {
+
+// A matrix held the way the solver wants it: n row pointers into one row-major array.
+struct RowMatrix {
+    int32_t n;
+    std::vector<Complex> values;
+    std::vector<Complex*> rows;
+
+    explicit RowMatrix(int32_t order, std::vector<Complex> entries) : n(order), values(std::move(entries))
+    {
+        for (int32_t i = 0; i < n; ++i) rows.push_back(values.data() + i * n);
+    }
+};
+
+// Determinant by Laplace expansion along the first row: independent of any pivoting.
+Complex Determinant(int32_t n, const std::vector<Complex>& a)
+{
+    if (n == 1) return a[0];
+    Complex sum = 0.0;
+    for (int32_t c = 0; c < n; ++c) {
+        std::vector<Complex> minor;
+        for (int32_t i = 1; i < n; ++i)
+            for (int32_t j = 0; j < n; ++j)
+                if (j != c) minor.push_back(a[i * n + j]);
+        const Complex term = a[c] * Determinant(n - 1, minor);
+        sum += (c % 2 == 0) ? term : -term;
+    }
+    return sum;
+}
+
+}  // namespace
+
+TEST(LUSolver, InverseTimesMatrixIsIdentity)
+{
+    for (int32_t n = 1; n <= 7; ++n) {
+        const std::vector<Complex> A = RandomArray(n, 200 + n);
+        RowMatrix m(n, A);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(InvertByLU(n, m.rows.data()), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+        const std::vector<Complex> product = NaiveProduct(n, A.data(), m.values.data());
+        const double tolerance = 64 * n * kEpsilon * NormInf(n, A.data()) * NormInf(n, m.values.data());
+        EXPECT_LT(DistanceFromIdentity(n, product.data()), tolerance) << "n=" << n;
+    }
+
+    RowMatrix one(1, {{3, 4}});
+    InvertByLU(1, one.rows.data());
+    EXPECT_LT(std::abs(one.values[0] - Complex(0.12, -0.16)), 2 * kEpsilon);
+}
+
+TEST(LUSolver, ParityTimesPivotsIsTheDeterminant)
+{
+    for (int32_t n = 1; n <= 5; ++n) {
+        const std::vector<Complex> A = RandomArray(n, 300 + n);
+        RowMatrix m(n, A);
+        std::vector<int32_t> indx(n);
+        double d = 0.0;
+        LUDCMP(m.rows.data(), n, indx.data(), d);
+        Complex product = d;
+        for (int32_t i = 0; i < n; ++i) product *= m.values[i * n + i];
+        const Complex expected = Determinant(n, A);
+        EXPECT_LT(std::abs(product - expected), 1e-13 * (1.0 + std::abs(expected))) << "n=" << n;
+    }
+}
+
+TEST(LUSolver, PermutationsSwapRowsAndFlipTheParity)
+{
+    struct Case {
+        const char* name;
+        int32_t n;
+        std::vector<Complex> a;
+        double d;
+        std::vector<int32_t> indx;
+    };
+    const Case cases[] = {
+        {"identity", 2, {1, 0, 0, 1}, 1.0, {0, 1}},
+        {"swap", 2, {0, 1, 1, 0}, -1.0, {1, 1}},
+        // Both rows have scale 1 and equal candidates in column 0: the later row is taken.
+        {"tie", 2, {1, 1, 1, -1}, -1.0, {1, 1}},
+        {"tie of three", 3, {{0, 2}, 1, 1, 2, 1, 1, -2, 0, 1}, 1.0, {2, 2, 2}},
+        {"cycle", 3, {0, 1, 0, 0, 0, 1, 1, 0, 0}, 1.0, {2, 2, 2}},
+    };
+    for (const Case& c : cases) {
+        RowMatrix m(c.n, c.a);
+        std::vector<int32_t> indx(c.n, -7);
+        double d = 0.0;
+        LUDCMP(m.rows.data(), c.n, indx.data(), d);
+        EXPECT_EQ(d, c.d) << c.name;
+        EXPECT_EQ(indx, c.indx) << c.name;
+
+        RowMatrix inverse(c.n, c.a);
+        InvertByLU(c.n, inverse.rows.data());
+        const std::vector<Complex> product = NaiveProduct(c.n, c.a.data(), inverse.values.data());
+        EXPECT_LT(DistanceFromIdentity(c.n, product.data()), 8 * kEpsilon) << c.name;
+    }
+}
+
+TEST(LUSolver, BackSubstitutionSkipsLeadingZerosOfTheRightHandSide)
+{
+    const int32_t n = 4;
+    const std::vector<Complex> A = RandomArray(n, 400, 1.0);
+    RowMatrix m(n, A);
+    std::vector<int32_t> indx(n);
+    double d = 0.0;
+    LUDCMP(m.rows.data(), n, indx.data(), d);
+    for (int32_t first = 0; first < n; ++first) {
+        std::vector<Complex> b(n, 0.0);
+        for (int32_t i = first; i < n; ++i) b[i] = Complex(i + 1, -i);
+        std::vector<Complex> x = b;
+        LUBKSB(m.rows.data(), n, indx.data(), x.data());
+        for (int32_t i = 0; i < n; ++i) {
+            Complex Ax = 0.0;
+            for (int32_t j = 0; j < n; ++j) Ax += A[i * n + j] * x[j];
+            EXPECT_LT(std::abs(Ax - b[i]), 1e-13) << "first=" << first << " row " << i;
+        }
+    }
+}
+
+TEST(LUSolver, ZeroRowIsReportedOnStandardErrorAndTheRunGoesOn)
+{
+    RowMatrix m(2, {1, 2, 0, 0});
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(InvertByLU(2, m.rows.data()), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Singular matrix in routine LUDCMP" "matrix is singular, exit\n");
+    bool anyNonFinite = false;
+    for (const Complex& z : m.values) anyNonFinite |= !std::isfinite(z.real()) || !std::isfinite(z.imag());
+    EXPECT_TRUE(anyNonFinite);
+
+    // A zero pivot without a zero row gives only the second message.
+    RowMatrix rankOne(2, {1, 2, 2, 4});
+    testing::internal::CaptureStderr();
+    InvertByLU(2, rankOne.rows.data());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "matrix is singular, exit\n");
+}
