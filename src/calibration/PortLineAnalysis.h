@@ -16,5 +16,11 @@ struct CalibrationGroup;
                                           int32_t k, int32_t valueCount, double limit);
 [[nodiscard]] double PortLineResistance(const CalibrationGroup& group, const double* geometry, double fRef,
                                         double valueRef, double f, double cap);
+/// Point k from the reference point kRef: imaginary parts scaled by f / commonFrequencies[kRef]
+/// (constant inductance and capacitance), real parts held at kRef, except that with
+/// bModelDiagonalRealParts the short arm's diagonal real parts follow PortLineResistance.
+/// Returns 0, or -1 after logging a missing record or port geometry.
+[[nodiscard]] int32_t ExtrapolateFromReferencePoint(CalibrationGroup& group, double f, int32_t kRef, int32_t k,
+                                                    int32_t valueCount, bool bModelDiagonalRealParts);
 void CubicLineFit(CalibrationGroup& group, int32_t k, double f, double limit);
 [[nodiscard]] double QuarterWaveFactor(double f, double fRes);

@@ -76,6 +76,10 @@ struct CalibrationGroup {
     // --- port-line analysis ------------------------------------------------------------
     double shortResonanceFrequency = 0.0;  // Hz; 0 or less: none found
     double openResonanceFrequency = 0.0;
+    // Work data of the mode-1 fit, sized for one analysis walk and released after it, so
+    // that the per-point fit allocates nothing.
+    dcv portLineFitVector;    // n elements: the eigenvalues of the fit's roots
+    vdcm portLineFitArrays;   // the fit's n-by-n work arrays
 
     // --- symmetric-geometry calibration: the error box per simulated frequency ---------
     // vdcm_Sab[k]: block (a, b) of the arm's error box at frequency k; end a faces the

@@ -29,37 +29,9 @@ Complex DivideOne(Complex z, Complex s)
 
 }  // namespace
 
-TEST(Dcm, ResizeKeepsValuesOnlyForTheSameOrder)
-{
-    dcm m(2);
-    m(1, 0) = Complex(3, 4);
-    m.Resize(2);
-    EXPECT_EQ(m(1, 0), Complex(3, 4));
-    m.Resize(3);
-    for (size_t k = 0; k < m.Size(); ++k) EXPECT_EQ(m.data[k], Complex(0, 0));
-    m.Resize(-1);
-    EXPECT_EQ(m.n, 0);
-    EXPECT_EQ(m.data, nullptr);
-}
-
-TEST(Dcm, ElementwiseArithmetic)
+TEST(Dcm, ScalingAndDivisionUndoEachOther)
 {
     const dcm A = FromArray(2, RandomArray(2, 11));
-    const dcm B = FromArray(2, RandomArray(2, 12));
-    const dcm sum = A + B;
-    const dcm difference = A - B;
-    dcm negated(A);
-    negated.Negate();
-    dcm identity(2);
-    identity.SetIdentity();
-    for (int32_t i = 0; i < 2; ++i)
-        for (int32_t j = 0; j < 2; ++j) {
-            EXPECT_EQ(sum(i, j), A(i, j) + B(i, j));
-            EXPECT_EQ(difference(i, j), A(i, j) - B(i, j));
-            EXPECT_EQ(negated(i, j), -A(i, j));
-            EXPECT_EQ(identity(i, j), Complex(i == j ? 1.0 : 0.0, 0.0));
-        }
-
     const Complex s(0.75, -1.25);
     dcm scaled(A);
     scaled *= s;
@@ -105,22 +77,16 @@ TEST(Dcm, SmithDivisionAvoidsOverflowAndFollowsTheSpecialCases)
 
 TEST(Dcm, InverseAndProduct)
 {
-    for (int32_t n : {1, 2, 5}) {
-        const dcm A = FromArray(n, RandomArray(n, 40 + n, 1.0));
-        dcm Ainv;
-        ASSERT_TRUE(Inverse(A, Ainv));
-        dcm P;
-        Multiply(A, Ainv, P);
-        const std::vector<Complex> naive = NaiveProduct(n, A.data, Ainv.data);
-        EXPECT_LT(MaxDistance(P.Size(), P.data, naive.data()), 64 * kEpsilon);
-        const double tolerance = 16 * n * kEpsilon * NormInf(n, A.data) * NormInf(n, Ainv.data);
-        EXPECT_LT(DistanceFromIdentity(n, P.data), tolerance);
-    }
+    const int32_t n = 5;
+    const dcm A = FromArray(n, RandomArray(n, 45, 1.0));
+    dcm Ainv, P;
+    ASSERT_TRUE(Inverse(A, Ainv));
+    Multiply(A, Ainv, P);
+    const double tolerance = 16 * n * kEpsilon * NormInf(n, A.data) * NormInf(n, Ainv.data);
+    EXPECT_LT(DistanceFromIdentity(n, P.data), tolerance);
 
     const dcm singular = FromArray(2, {{1, 1}, {2, 2}, {-1, 0}, {-2, 0}});
-    dcm B;
-    EXPECT_FALSE(Inverse(singular, B));
-    EXPECT_EQ(B.n, 2);
+    EXPECT_FALSE(Inverse(singular, Ainv));
 }
 
 TEST(Dcm, MatrixSqrtIsThePrincipalRoot)

@@ -1,0 +1,567 @@
+#include "calibration/SymmetricGeometryCalibration.h"
+
+#include <cassert>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "io/ArmFiles.h"
+#include "io/FrequencySearch.h"
+#include "io/OutputFile.h"
+#include "job/CalibrationGroup.h"
+#include "job/Switches.h"
+#include "job/VoraJob.h"
+
+namespace {
+
+constexpr double kEqualFrequencyTolerance = 0.01;  // Hz
+constexpr int32_t kRefiningRounds = 7;
+
+bool IsDerivedKind(int32_t armKind) { return armKind >= 0 && armKind <= 2; }
+
+// Length l of the group's port i (geometry is w, t, l, s per port).
+double PortLineLength(const CalibrationGroup& group, int32_t i)
+{
+    return group.portLineGeometry[static_cast<size_t>(4 * i + 2)];
+}
+
+// An arm table is usable when every listed frequency has its record and every record
+// holds at least `values` doubles.
+bool ArmTableFits(const std::vector<double>& frequencies, const RecordTable& records, int64_t values)
+{
+    if (frequencies.empty()) return true;
+    return records.size() >= frequencies.size() && records.width() >= values;
+}
+
+void ReleaseWorkData(VoraJob& job)
+{
+    job.Swhole.Release();
+    job.Saa.Release();
+    job.Sab.Release();
+    job.Sba.Release();
+    job.Sbb.Release();
+    job.scratch1.Release();
+    job.scratch2.Release();
+    for (CalibrationGroup& group : job.calibrationGroups) {
+        group.vdcm_Saa.ClearAll();
+        group.vdcm_Sab.ClearAll();
+        group.vdcm_Sba.ClearAll();
+        group.vdcm_Sbb.ClearAll();
+        std::vector<Complex>().swap(group.vc_Saa);
+        std::vector<Complex>().swap(group.vc_Sab);
+        std::vector<Complex>().swap(group.vc_Sba);
+        std::vector<Complex>().swap(group.vc_Sbb);
+    }
+}
+
+bool DeriveFromArmS(CalibrationGroup& group)
+{
+    const VoraJob& job = *group.job;
+    const int32_t n = group.portCount;
+    dcm S(2 * n);
+    for (int32_t k = 0; k < job.frequencyCount; ++k) {
+        const size_t kk = static_cast<size_t>(k);
+        if (!LookupArmValues(group.shortFrequencies, group.shortValues, job.frequencies[kk], kk, 4 * n * n, S.data))
+            return false;
+        dcm& Saa = group.vdcm_Saa[kk];
+        dcm& Sab = group.vdcm_Sab[kk];
+        dcm& Sba = group.vdcm_Sba[kk];
+        dcm& Sbb = group.vdcm_Sbb[kk];
+        for (int32_t i = 0; i < n; ++i) {
+            for (int32_t j = 0; j < n; ++j) {
+                Saa(i, j) = S(i, j);
+                Sab(i, j) = S(i, n + j);
+                Sba(i, j) = S(n + i, j);
+                Sbb(i, j) = S(n + i, n + j);
+            }
+        }
+        if (n == 1) {
+            group.vc_Saa[kk] = S(0, 0);
+            group.vc_Sab[kk] = S(0, 1);
+            group.vc_Sba[kk] = S(1, 0);
+            group.vc_Sbb[kk] = S(1, 1);
+        }
+    }
+    return true;
+}
+
+bool DeriveFromOpenShortChain(CalibrationGroup& group)
+{
+    const VoraJob& job = *group.job;
+    const int32_t n = group.portCount;
+    ArmWork work;
+    work.Resize(n);
+    dcm O(n), H(n), P(n);
+    for (int32_t i = 0; i < n; ++i) P(i, i) = Complex(group.portResistances[static_cast<size_t>(i)], 0.0);
+    const Complex p = n == 1 ? P(0, 0) : Complex(0.0, 0.0);
+
+    for (int32_t k = 0; k < job.frequencyCount; ++k) {
+        const size_t kk = static_cast<size_t>(k);
+        const double f = job.frequencies[kk];
+        if (!LookupArmValues(group.openFrequencies, group.openValues, f, kk, n * n, O.data)) return false;
+        if (!LookupArmValues(group.shortFrequencies, group.shortValues, f, kk, n * n, H.data)) return false;
+        if (!ChainArmFromOpenShort(O, H, P, work, group.vdcm_Saa[kk], group.vdcm_Sab[kk], group.vdcm_Sba[kk],
+                                   group.vdcm_Sbb[kk]))
+            return false;
+        if (n == 1)
+            ChainArmFromOpenShortScalar(O(0, 0), H(0, 0), p, group.vc_Saa[kk], group.vc_Sab[kk], group.vc_Sba[kk],
+                                        group.vc_Sbb[kk]);
+    }
+    return true;
+}
+
+// O and H are taken exactly as the arm reader stored them. In the extended syntax the
+// reader has already turned the S records of this kind into Zshort and Yopen, and the
+// iteration runs on those; that is the behaviour the parent tools were tuned against.
+bool DeriveFromOpenShortReflections(CalibrationGroup& group)
+{
+    const VoraJob& job = *group.job;
+    const int32_t n = group.portCount;
+    ArmWork work;
+    work.Resize(n);
+    dcm O(n), H(n);
+
+    for (int32_t k = 0; k < job.frequencyCount; ++k) {
+        const size_t kk = static_cast<size_t>(k);
+        const double f = job.frequencies[kk];
+        if (!LookupArmValues(group.openFrequencies, group.openValues, f, kk, n * n, O.data)) return false;
+        if (!LookupArmValues(group.shortFrequencies, group.shortValues, f, kk, n * n, H.data)) return false;
+        dcm& a = group.vdcm_Saa[kk];
+        dcm& b = group.vdcm_Sab[kk];
+        if (!ReflectionArmFromOpenShort(O, H, work, a, b)) return false;
+        group.vdcm_Sbb[kk].Assign(a);
+        group.vdcm_Sba[kk].Assign(b);
+        if (n == 1) {
+            Complex as, bs;
+            ReflectionArmFromOpenShortScalar(O(0, 0), H(0, 0), as, bs);
+            group.vc_Saa[kk] = as;
+            group.vc_Sbb[kk] = as;
+            group.vc_Sab[kk] = bs;
+            group.vc_Sba[kk] = bs;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+void ArmWork::Resize(int32_t n)
+{
+    for (dcm* m : {&Pinv, &Oinv, &Hinv, &M, &Minv, &VD, &D, &A, &B, &C, &U, &V, &W, &Den, &DenInv, &T1, &T2,
+                   &Sigma, &Delta, &X, &Q, &R})
+        m->Resize(n);
+}
+
+bool ChainArmFromOpenShort(const dcm& O, const dcm& H, const dcm& P, ArmWork& w, dcm& Saa, dcm& Sab, dcm& Sba,
+                           dcm& Sbb)
+{
+    // O^-1 is never used below; its test stays because it decides which arms fail
+    // (an ideal zero-length arm with O = 0 must be rejected).
+    if (!Inverse(P, w.Pinv) || !Inverse(O, w.Oinv) || !Inverse(H, w.Hinv)) return false;
+
+    Multiply(O, H, w.T1);
+    w.M.Resize(O.n);
+    w.M.SetIdentity();
+    w.M -= w.T1;
+    if (!Inverse(w.M, w.Minv)) return false;
+    if (!MatrixSqrt(w.Minv, w.VD, w.D)) return false;  // D = (I - O·H)^(-1/2)
+
+    Multiply(H, w.D, w.B);      // B = H·D
+    Multiply(w.D, O, w.C);      // C = D·O
+    Multiply(w.B, w.Hinv, w.A); // A = H·D·H^-1
+
+    Multiply(w.B, w.Pinv, w.U);  // U = B·P^-1
+    Multiply(P, w.C, w.V);       // V = P·C
+    Multiply(P, w.D, w.T1);
+    Multiply(w.T1, w.Pinv, w.W); // W = P·D·P^-1
+
+    w.Den.Assign(w.A);
+    w.Den += w.U;
+    w.Den += w.V;
+    w.Den += w.W;
+    if (!Inverse(w.Den, w.DenInv)) return false;
+
+    Sba.Assign(w.DenInv);
+    Sba *= Complex(2.0, 0.0);
+
+    w.T1.Assign(w.A);  // A - U + V - W
+    w.T1 -= w.U;
+    w.T1 += w.V;
+    w.T1 -= w.W;
+    Multiply(w.DenInv, w.T1, Sbb);
+    Sbb.Negate();
+
+    w.T1.Assign(w.A);  // A + U - V - W
+    w.T1 += w.U;
+    w.T1 -= w.V;
+    w.T1 -= w.W;
+    Multiply(w.T1, Sba, Saa);
+    Saa *= Complex(0.5, 0.0);
+
+    // Sab = ((A + U - V - W)·Sbb + (A - U - V + W)) / 2, which is 2(AD - BC)·Den^-1 for
+    // one port; AD - BC is never formed.
+    Multiply(w.T1, Sbb, Sab);
+    w.T2.Assign(w.A);
+    w.T2 -= w.U;
+    w.T2 -= w.V;
+    w.T2 += w.W;
+    Sab += w.T2;
+    Sab *= Complex(0.5, 0.0);
+    return true;
+}
+
+void ChainArmFromOpenShortScalar(Complex o, Complex h, Complex p, Complex& Saa, Complex& Sab, Complex& Sba,
+                                 Complex& Sbb)
+{
+    const Complex one(1.0, 0.0);
+    const Complex d = std::sqrt(one / (one - o * h));
+    const Complex a = d;
+    const Complex b = h * d;
+    const Complex c = o * d;
+    const Complex den = a + b / p + p * c + d;
+    const Complex s21 = Complex(2.0, 0.0) / den;
+    Saa = (b / p - p * c) * Complex(0.5, 0.0) * s21;
+    Sbb = Saa;
+    Sab = s21;
+    Sba = s21;
+}
+
+bool ReflectionArmFromOpenShort(const dcm& O, const dcm& H, ArmWork& w, dcm& a, dcm& b)
+{
+    const Complex two(2.0, 0.0);
+    const Complex root2(std::sqrt(2.0), 0.0);
+
+    w.Sigma.Assign(H);  // Σ = H + O
+    w.Sigma += O;
+    w.Delta.Assign(H);  // Δ = H - O
+    w.Delta -= O;
+
+    w.X.Resize(O.n);  // X = 2I - Δ
+    w.X.SetIdentity();
+    w.X *= two;
+    w.X -= w.Delta;
+    if (!Inverse(w.X, w.T1)) return false;
+    Multiply(w.T1, w.Sigma, a);  // a = (2I - Δ)^-1 Σ
+
+    Multiply(a, a, w.Q);  // Q = 2a·a - Δ - Σ·a
+    w.Q *= two;
+    w.Q -= w.Delta;
+    Multiply(w.Sigma, a, w.T1);
+    w.Q -= w.T1;
+    if (!MatrixSqrt(w.Q, w.VD, b)) return false;
+    b /= root2;
+
+    // A fixed number of rounds, no convergence test: the results must not depend on a
+    // tolerance.
+    for (int32_t round = 0; round < kRefiningRounds; ++round) {
+        if (!Inverse(b, w.T1)) return false;  // R = b^-1·a·b
+        Multiply(w.T1, a, w.T2);
+        Multiply(w.T2, b, w.R);
+
+        Multiply(w.Delta, w.R, w.T1);  // a = (Δ·R + Σ) / 2
+        w.T1 += w.Sigma;
+        w.T1 /= two;
+        a.Assign(w.T1);
+
+        Multiply(a, w.R, w.Q);  // Q = 2a·R - Δ - Σ·R
+        w.Q *= two;
+        w.Q -= w.Delta;
+        Multiply(w.Sigma, w.R, w.T1);
+        w.Q -= w.T1;
+        if (!MatrixSqrt(w.Q, w.VD, b)) return false;
+        b /= root2;
+    }
+    return true;
+}
+
+void ReflectionArmFromOpenShortScalar(Complex o, Complex h, Complex& a, Complex& b)
+{
+    const Complex two(2.0, 0.0);
+    const Complex s = h + o;
+    const Complex t = h - o;
+    a = s / (two - t);
+    b = std::sqrt(((two * a * a - t) - s * a) / two);
+}
+
+bool LookupArmValues(const std::vector<double>& frequencies, const RecordTable& records, double f, size_t startIndex,
+                     int32_t count, Complex* out)
+{
+    const int64_t values = 2 * static_cast<int64_t>(count);
+    if (records.width() < values) return false;
+
+    const int64_t j = FindMatchingFrequency(frequencies, f, startIndex, kEqualFrequencyTolerance);
+    if (j >= 0) {
+        if (static_cast<size_t>(j) >= records.size()) return false;
+        const double* r = records[static_cast<size_t>(j)];
+        for (int32_t e = 0; e < count; ++e) out[e] = Complex(r[2 * e], r[2 * e + 1]);
+        return true;
+    }
+
+    const int64_t i = FindFrequencyBracket(frequencies, f, startIndex);
+    if (i < 0 || static_cast<size_t>(i) + 1 >= records.size() || static_cast<size_t>(i) + 1 >= frequencies.size())
+        return false;
+    const double f0 = frequencies[static_cast<size_t>(i)];
+    const double f1 = frequencies[static_cast<size_t>(i) + 1];
+    const double t = (f1 - f) / (f1 - f0);
+    const double* r0 = records[static_cast<size_t>(i)];
+    const double* r1 = records[static_cast<size_t>(i) + 1];
+    for (int32_t e = 0; e < count; ++e) {
+        out[e] = Complex(t * r0[2 * e] + (1.0 - t) * r1[2 * e], t * r0[2 * e + 1] + (1.0 - t) * r1[2 * e + 1]);
+    }
+    return true;
+}
+
+void InitGroupWork(CalibrationGroup& group)
+{
+    if (!IsDerivedKind(group.armKind)) return;
+    assert(group.job != nullptr);
+    const int32_t K = group.job->frequencyCount;
+    const int32_t n = group.portCount;
+    group.vdcm_Saa.ResizeAll(K, n);
+    group.vdcm_Sab.ResizeAll(K, n);
+    group.vdcm_Sba.ResizeAll(K, n);
+    group.vdcm_Sbb.ResizeAll(K, n);
+    const size_t count = K > 0 ? static_cast<size_t>(K) : 0;
+    group.vc_Saa.assign(count, Complex(0.0, 0.0));
+    group.vc_Sab.assign(count, Complex(0.0, 0.0));
+    group.vc_Sba.assign(count, Complex(0.0, 0.0));
+    group.vc_Sbb.assign(count, Complex(0.0, 0.0));
+}
+
+bool DeriveArmSParameters(CalibrationGroup& group)
+{
+    assert(group.job != nullptr);
+    switch (group.armKind) {
+    case 0: return DeriveFromOpenShortChain(group);
+    case 1: return DeriveFromArmS(group);
+    case 2: return DeriveFromOpenShortReflections(group);
+    default: return true;  // an unknown kind contributes nothing
+    }
+}
+
+void AssembleErrorNetwork(VoraJob& job, size_t k)
+{
+    const int32_t N = static_cast<int32_t>(job.portCount);
+    job.Saa.SetZero();
+    job.Sbb.SetZero();
+    job.Sab.SetIdentity();
+    job.Sba.SetIdentity();
+    for (const CalibrationGroup& group : job.calibrationGroups) {
+        if (!IsDerivedKind(group.armKind)) continue;
+        const int32_t n = group.portCount;
+        const bool useScalars = VoraGlobal_b_Use_vc_Saa_Sab_Sba_Sbb_ForSpecialCaseOfOnly1CGroupPort && n == 1;
+        for (int32_t i = 0; i < n; ++i) {
+            const int32_t r = group.ports[static_cast<size_t>(i)] - 1;
+            for (int32_t j = 0; j < n; ++j) {
+                const int32_t c = group.ports[static_cast<size_t>(j)] - 1;
+                // CheckCalibrationInputs has rejected such ports; never write outside N x N.
+                assert(r >= 0 && r < N && c >= 0 && c < N);
+                if (r < 0 || r >= N || c < 0 || c >= N) continue;
+                if (useScalars) {
+                    job.Saa(r, c) = group.vc_Saa[k];
+                    job.Sab(r, c) = group.vc_Sab[k];
+                    job.Sba(r, c) = group.vc_Sba[k];
+                    job.Sbb(r, c) = group.vc_Sbb[k];
+                } else {
+                    job.Saa(r, c) = group.vdcm_Saa[k](i, j);
+                    job.Sab(r, c) = group.vdcm_Sab[k](i, j);
+                    job.Sba(r, c) = group.vdcm_Sba[k](i, j);
+                    job.Sbb(r, c) = group.vdcm_Sbb[k](i, j);
+                }
+            }
+        }
+    }
+}
+
+bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job)
+{
+    for (const CalibrationGroup& group : job.calibrationGroups)
+        if (CheckArmFrequencyCoverage(job, group) != 0) return false;
+    for (CalibrationGroup& group : job.calibrationGroups)
+        if (!DeriveArmSParameters(group)) return false;
+
+    const int32_t N = static_cast<int32_t>(job.portCount);
+    dcm& X = job.scratch1;
+    dcm& T = job.scratch2;
+    for (int32_t k = 0; k < job.frequencyCount; ++k) {
+        const size_t kk = static_cast<size_t>(k);
+        const double* whole = job.wholeValues[kk];
+        for (int32_t e = 0; e < N * N; ++e) job.Swhole.data[e] = Complex(whole[2 * e], whole[2 * e + 1]);
+
+        AssembleErrorNetwork(job, kk);
+
+        // Sd = (Sba·(S - Saa)^-1·Sab + Sbb)^-1, the products formed in this order.
+        X.Assign(job.Swhole);
+        X -= job.Saa;
+        if (!Inverse(X, T)) return false;
+        Multiply(job.Sba, T, X);
+        Multiply(X, job.Sab, T);
+        T += job.Sbb;
+        if (!Inverse(T, job.vdcm_Sout[kk])) return false;
+    }
+    return true;
+}
+
+void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
+{
+    const int32_t N = static_cast<int32_t>(job.portCount);
+    const int64_t entries = static_cast<int64_t>(N) * N;
+    const bool wrap = N > 6;
+    for (int32_t k = 0; k < job.frequencyCount; ++k) {
+        const size_t kk = static_cast<size_t>(k);
+        out << job.frequencies[kk] / job.freqUnitFactor;
+        const dcm& S = job.vdcm_Sout[kk];
+        int64_t entry = 0;
+        for (int32_t r = 0; r < N; ++r) {
+            for (int32_t c = 0; c < N; ++c) {
+                out << " " << S(r, c).real() << " " << S(r, c).imag();
+                ++entry;
+                if (wrap && entry % 4 == 0 && entry != entries) out << "\n\t";
+            }
+        }
+        out << "\n";
+    }
+}
+
+void WritePortLineReport(const VoraJob& job)
+{
+    std::ostream& log = job.logStream;
+    int32_t number = 0;
+    for (const CalibrationGroup& group : job.calibrationGroups) {
+        if (group.armKind == 0 || group.armKind == 2) {
+            // Neighbours only, relative to the earlier port: 1.000, 1.0009, 1.0018 counts as same.
+            bool sameLength = true;
+            for (int32_t i = 0; i + 1 < group.portCount; ++i) {
+                const double li = PortLineLength(group, i);
+                if (std::fabs(li - PortLineLength(group, i + 1)) > 0.001 * li) {
+                    sameLength = false;
+                    break;
+                }
+            }
+            const double l0 = PortLineLength(group, 0);
+            const double quarterWave = 3e8 / std::sqrt(job.maxEpr) / (4.0 * l0);
+            log << "VORA:  For calibration group" << number << ", "
+                << (sameLength ? "each port line has same length, " : "each port line has different length, ")
+                << "length of line of port 0 = " << l0 << ", "
+                << "frequency at which the length is quarter of wavelength = " << quarterWave << "\n";
+        }
+        ++number;
+    }
+
+    number = 0;
+    for (const CalibrationGroup& group : job.calibrationGroups) {
+        if (group.armKind == 0) {
+            log << "VORA:  For calibration group" << number << ", ";
+            if (group.shortResonanceFrequency > 0.0)
+                log << "first resonant frequency of real(short Z1,1) = " << group.shortResonanceFrequency;
+            else
+                log << "first resonant frequency of real(short Z1,1) is out of the simulation frequency range for "
+                       "short Z ";
+            log << ", ";
+            if (group.openResonanceFrequency > 0.0)
+                log << "first resonant frequency of real(open Y1,1) = " << group.openResonanceFrequency;
+            else
+                log << "first resonant frequency of real(open Y1,1) is out of the simulation frequency range for "
+                       "open Y ";
+            log << "\n";
+        }
+        ++number;
+    }
+}
+
+int32_t CheckCalibrationInputs(const VoraJob& job)
+{
+    std::ostream& log = job.logStream;
+    const int64_t N = job.portCount;
+    const int32_t K = job.frequencyCount;
+    // N x N must stay within the 32-bit index arithmetic of dcm.
+    const bool wholeFits = N >= 1 && N <= 46340 && K >= 0 && job.frequencies.size() >= static_cast<size_t>(K) &&
+                           job.wholeValues.size() >= static_cast<size_t>(K) &&
+                           (K == 0 || job.wholeValues.width() == 2 * N * N);
+    if (!wholeFits) {
+        log << "VORA:: Whole structure data do not match the port count " << N << "\n";
+        return -1;
+    }
+    if (!job.outputStream) {
+        log << "VORA:: Output file is not open\n";
+        return -1;
+    }
+
+    int32_t number = 0;
+    for (const CalibrationGroup& group : job.calibrationGroups) {
+        if (IsDerivedKind(group.armKind)) {
+            const int32_t n = group.portCount;
+            if (n < 1 || n > N || group.ports.size() != static_cast<size_t>(n)) {
+                log << "VORA:: Calibration group " << number << " has " << group.ports.size()
+                    << " ports listed for a port count of " << n << "\n";
+                return -1;
+            }
+            for (int32_t p : group.ports) {
+                if (p < 1 || p > N) {
+                    log << "VORA:: Calibration group " << number << " names port " << p << ", outside 1.." << N
+                        << "\n";
+                    return -1;
+                }
+            }
+            const int64_t nn = static_cast<int64_t>(n) * n;
+            bool armFits;
+            if (group.armKind == 1) {
+                armFits = ArmTableFits(group.shortFrequencies, group.shortValues, 8 * nn);
+            } else {
+                armFits = group.portLineGeometry.size() >= static_cast<size_t>(4 * n) &&
+                          ArmTableFits(group.shortFrequencies, group.shortValues, 2 * nn) &&
+                          ArmTableFits(group.openFrequencies, group.openValues, 2 * nn);
+                if (group.armKind == 0) armFits = armFits && group.portResistances.size() >= static_cast<size_t>(n);
+            }
+            if (!armFits) {
+                log << "VORA:: Arm data of calibration group " << number << " do not match its port count " << n
+                    << "\n";
+                return -1;
+            }
+        }
+        ++number;
+    }
+    return 0;
+}
+
+int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines(VoraJob& job)
+{
+    std::ostream& log = job.logStream;
+    if constexpr (VoraGlobal_b_Use_vc_Saa_Sab_Sba_Sbb_ForSpecialCaseOfOnly1CGroupPort)
+        log << "VORA:  VoraGlobal_b_Use_vc_Saa_Sab_Sba_Sbb_ForSpecialCaseOfOnly1CGroupPort = true. \n";
+    else
+        log << "VORA:  VoraGlobal_b_Use_vc_Saa_Sab_Sba_Sbb_ForSpecialCaseOfOnly1CGroupPort = false. \n";
+
+    if constexpr (VoraGlobal_b_TestAndDebug_BeforeDoingShortOpenCalibration) {
+        // The diagnostic trace files are not part of this build; the switch is off.
+        log << "VORA:  TestAndDebug_BeforeDoingShortOpenCalibration succesffuly. \n";
+    }
+
+    if (CheckCalibrationInputs(job) != 0) return -1;
+
+    WritePortLineReport(job);
+
+    const int32_t N = static_cast<int32_t>(job.portCount);
+    job.vdcm_Sout.ResizeAll(job.frequencyCount, N);
+    for (dcm* m : {&job.Swhole, &job.Saa, &job.Sab, &job.Sba, &job.Sbb, &job.scratch1, &job.scratch2}) m->Resize(N);
+    for (CalibrationGroup& group : job.calibrationGroups) InitGroupWork(group);
+
+    if (!Update_vdcm_Sout_ForAllFrequencies_Swhole(job)) {
+        ReleaseWorkData(job);
+        log << "VORA:  Update_vdcm_Sout_ForAllFrequencies_Swhole error. \n";
+        return -1;
+    }
+    log << "VORA:  Update_vdcm_Sout_ForAllFrequencies_Swhole succesffuly. \n";
+
+    WriteDeembeddedBody(job, *job.outputStream);
+    // A failed close only leaves the stream's failure state set; the run still succeeds.
+    static_cast<void>(job.outputStream->Close());
+
+    if constexpr (VoraGlobal_b_TestAndDebug_AfterDoingShortOpenCalibration) {
+        // The diagnostic trace files are not part of this build; the switch is off.
+        log << "VORA:  TestAndDebug_AfterDoingShortOpenCalibration succesffuly. \n";
+    }
+
+    ReleaseWorkData(job);
+    return 0;
+}

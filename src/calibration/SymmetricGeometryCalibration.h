@@ -1,0 +1,87 @@
+#pragma once
+// Calibration by the symmetric geometry of the port lines: each group's arm is taken as a
+// symmetric two-port error box (end a at the whole structure's ports, end b at the device),
+// derived per simulated frequency from the arm data; the error boxes of all groups form one
+// error network that is removed from the whole structure, and the de-embedded S matrices
+// become the output body.
+
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <vector>
+
+#include "job/RecordTable.h"
+#include "numerics/Complex.h"
+#include "numerics/Dcm.h"
+
+struct VoraJob;
+struct CalibrationGroup;
+
+/// The whole method, output body included. Returns 0, or -1 after logging the reason.
+[[nodiscard]] int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines(VoraJob& job);
+
+/// Checks the arm coverage, derives every group's error box and fills job.vdcm_Sout.
+/// false on the first failure; only the coverage check logs.
+[[nodiscard]] bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job);
+
+/// Sizes the group's per-frequency error-box vectors to the job's frequency count
+/// (matrices n x n and zero, scalars zero). Groups of an unknown arm kind keep none.
+void InitGroupWork(CalibrationGroup& group);
+
+/// The group's error box at every simulated frequency, by its arm kind. false when a
+/// lookup fails or a matrix is singular (nothing is logged).
+[[nodiscard]] bool DeriveArmSParameters(CalibrationGroup& group);
+
+// --- pieces of the method, also used on their own by the tests ------------------------
+
+/// The "For calibration group" lines: port-line lengths and quarter-wave frequency for
+/// arm kinds 0 and 2, then the resonance line for kind 0.
+void WritePortLineReport(const VoraJob& job);
+
+/// Every value the calibration indexes by a port number or a record width, checked once
+/// before any work. Returns 0, or -1 after logging the first problem.
+[[nodiscard]] int32_t CheckCalibrationInputs(const VoraJob& job);
+
+/// The first `count` complex values of an arm record at frequency f: the record within
+/// 0.01 Hz of f, else the linear interpolation between the two records that bracket f
+/// strictly. `startIndex` is the simulated frequency's index (the search starts there).
+/// false when f is neither matched nor bracketed.
+[[nodiscard]] bool LookupArmValues(const std::vector<double>& frequencies, const RecordTable& records, double f,
+                                   size_t startIndex, int32_t count, Complex* out);
+
+/// Saa, Sab, Sba, Sbb of the job (N x N) at frequency k: a through on every port, then
+/// each group's error box placed on its ports, later groups overwriting earlier ones.
+void AssembleErrorNetwork(VoraJob& job, size_t k);
+
+/// One line per simulated frequency: the frequency in the whole-structure file's unit and
+/// the de-embedded matrix row by row; above 6 ports the line is wrapped every 4 entries.
+void WriteDeembeddedBody(const VoraJob& job, std::ostream& out);
+
+/// Work matrices of the arm derivations, sized once so that the frequency loop allocates
+/// nothing of its own.
+struct ArmWork {
+    dcm Pinv, Oinv, Hinv, M, Minv, VD, D, A, B, C, U, V, W, Den, DenInv, T1, T2;
+    dcm Sigma, Delta, X, Q, R;
+    void Resize(int32_t n);
+};
+
+/// Chain-matrix error box of a symmetric arm from its open-arm admittance O and short-arm
+/// impedance H with the reference resistances P = diag(z): D = (I - O·H)^(-1/2), B = H·D,
+/// C = D·O, A = H·D·H^-1, then chain to S. false: singular P, O, H, I - O·H or
+/// denominator, or a failed square root.
+[[nodiscard]] bool ChainArmFromOpenShort(const dcm& O, const dcm& H, const dcm& P, ArmWork& work, dcm& Saa,
+                                         dcm& Sab, dcm& Sba, dcm& Sbb);
+
+/// The same for one port in closed scalar form; takes a = d and a·d - b·c = 1 for granted.
+void ChainArmFromOpenShortScalar(Complex o, Complex h, Complex p, Complex& Saa, Complex& Sab, Complex& Sba,
+                                 Complex& Sbb);
+
+/// End reflection a and transmission b of a symmetric arm from its reflections O (inner
+/// end open) and H (inner end shorted), O = a + b(I - a)^-1 b and H = a - b(I + a)^-1 b:
+/// a closed-form start and exactly 7 refining rounds. false: a singular matrix or a
+/// failed square root.
+[[nodiscard]] bool ReflectionArmFromOpenShort(const dcm& O, const dcm& H, ArmWork& work, dcm& a, dcm& b);
+
+/// The same for one port in closed form: a = s/(2 - t), b = sqrt((2a² - t - s·a)/2) with
+/// s = h + o, t = h - o.
+void ReflectionArmFromOpenShortScalar(Complex o, Complex h, Complex& a, Complex& b);

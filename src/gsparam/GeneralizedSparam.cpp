@@ -1,0 +1,174 @@
+#include "gsparam/GeneralizedSparam.h"
+
+#include <cassert>
+#include <cmath>
+#include <iomanip>
+#include <vector>
+
+#include "job/VoraJob.h"
+#include "numerics/LapackBindings.h"
+
+namespace {
+
+// Eight digits of pi, not full precision: intended, the written results depend on it in
+// their seventh digit.
+constexpr double legacyPi = 3.1415926;
+
+enum class PairFormat { RealImaginary, MagnitudeAngle, DecibelAngle, Unknown };
+
+PairFormat FormatOf(const std::string& format)
+{
+    if (format == "RI") return PairFormat::RealImaginary;
+    if (format == "MA") return PairFormat::MagnitudeAngle;
+    if (format == "DB" || format == "dB" || format == "db") return PairFormat::DecibelAngle;
+    return PairFormat::Unknown;
+}
+
+Complex PairValue(PairFormat format, double first, double second)
+{
+    const double theta = second * legacyPi / 180.0;
+    switch (format) {
+    case PairFormat::RealImaginary: return {first, second};
+    case PairFormat::MagnitudeAngle: return {first * std::cos(theta), first * std::sin(theta)};
+    case PairFormat::DecibelAngle: {
+        const double magnitude = std::pow(10.0, first / 20.0);
+        return {magnitude * std::cos(theta), magnitude * std::sin(theta)};
+    }
+    case PairFormat::Unknown: break;
+    }
+    return {};
+}
+
+// S (row-major 2x2) from a record S11, S21, S12, S22: element (i, j) at 2·i + 4·j.
+void FillSparam(const double* v, PairFormat format, Complex* S)
+{
+    for (int i = 0; i < 2; ++i)
+        for (int j = 0; j < 2; ++j) {
+            const int p = 2 * i + 4 * j;
+            S[2 * i + j] = PairValue(format, v[p], v[p + 1]);
+        }
+}
+
+void MakeReciprocal(Complex* S)
+{
+    const Complex mean = (S[1] + S[2]) * 0.5;
+    S[1] = mean;
+    S[2] = mean;
+}
+
+// The whole hertz of f as an unsigned 64-bit integer, converted as x86-64 converts a double
+// (so NaN, negative and too large frequencies give that machine's values, without the
+// undefined behaviour of the plain cast).
+uint64_t WholeHertz(double f)
+{
+    constexpr double two63 = 9223372036854775808.0;
+    constexpr uint64_t indefinite = uint64_t{1} << 63;
+    const auto truncateSigned = [](double x) -> uint64_t {
+        if (!(x > -two63 - 1.0 && x < two63)) return indefinite;
+        return static_cast<uint64_t>(static_cast<int64_t>(x));
+    };
+    if (f >= two63) return truncateSigned(f - two63) ^ indefinite;
+    return truncateSigned(f);
+}
+
+}  // namespace
+
+void SparamToTransfer(const Complex* S, Complex* T)
+{
+    const Complex& S11 = S[0];
+    const Complex& S12 = S[1];
+    const Complex& S21 = S[2];
+    const Complex& S22 = S[3];
+    T[0] = S12 - S11 * S22 / S21;
+    T[1] = S11 / S21;
+    T[2] = -S22 / S21;
+    T[3] = 1.0 / S21;
+}
+
+void Invert2x2(Complex* M)
+{
+    const Complex det = M[0] * M[3] - M[1] * M[2];
+    const Complex r = 1.0 / det;
+    const Complex m11 = M[0];
+    M[0] = M[3] * r;
+    M[1] = -M[1] * r;
+    M[2] = -M[2] * r;
+    M[3] = m11 * r;
+}
+
+int32_t ComputeGeneralizedSparam(VoraJob& job)
+{
+    if (!job.outputStream || job.outputStream->fail()) {
+        job.logStream << "VORA:: Could not open output file " << job.outputFilePath << "\n";
+        return -1;
+    }
+    if (job.portCount != 2) {
+        job.logStream << "Only 2-port network is support for the Generalized Sparam feature now. \n";
+        return -1;
+    }
+    assert(job.sFile1Values.size() >= static_cast<size_t>(job.frequencyCount) &&
+           job.sFile2Values.size() >= static_cast<size_t>(job.frequencyCount) && job.sFile1Values.width() == 8 &&
+           job.sFile2Values.width() == 8 && job.frequencies.size() >= static_cast<size_t>(job.frequencyCount));
+
+    OutputFile& out = *job.outputStream;
+    dcm& T1 = job.T1;
+    dcm& T2 = job.T2;
+    T1.Resize(2);
+    T2.Resize(2);
+    Complex S1[4] = {};
+    Complex S2[4] = {};
+    Complex A[4] = {};
+    Complex w[2] = {};
+    Complex vl[4] = {};
+    Complex vr[4] = {};
+    double rwork[4] = {};
+    std::vector<Complex> work(1);
+    const PairFormat format1 = FormatOf(job.sFile1Format);
+    const PairFormat format2 = FormatOf(job.sFile2Format);
+    const int n = 2;
+    const int ld = 2;
+
+    for (int32_t k = 0; k < job.frequencyCount; ++k) {
+        if (format1 == PairFormat::Unknown) {
+            job.logStream << "VORA:: Unknown S1 file format.\n";
+            return -1;
+        }
+        FillSparam(job.sFile1Values[static_cast<size_t>(k)], format1, S1);
+        if (format2 == PairFormat::Unknown) {
+            job.logStream << "VORA:: Unknown S2 file format.\n";
+            return -1;
+        }
+        FillSparam(job.sFile2Values[static_cast<size_t>(k)], format2, S2);
+        MakeReciprocal(S1);
+        MakeReciprocal(S2);
+        SparamToTransfer(S1, T1.data);
+        SparamToTransfer(S2, T2.data);
+        Invert2x2(T1.data);
+
+        // P = T2·T1^-1. The solver wants P's transpose in column order, which is P's own
+        // row-major layout.
+        for (int r = 0; r < 2; ++r)
+            for (int c = 0; c < 2; ++c) A[2 * r + c] = T2(r, 0) * T1(0, c) + T2(r, 1) * T1(1, c);
+
+        int info = 0;
+        int lwork = -1;
+        zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
+        lwork = static_cast<int>(work[0].real());
+        if (lwork < 1) lwork = 1;
+        work.resize(static_cast<size_t>(lwork));  // the same size every time: allocates once
+        zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
+        if (info != 0) {
+            job.logStream << "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: " << info
+                          << "\n";
+            return -1;
+        }
+        const Complex g = 1.0 / w[1];
+
+        out << std::fixed << std::setprecision(15);
+        out << WholeHertz(job.frequencies[static_cast<size_t>(k)]) << "    " << g.real() << "    " << g.imag() << "\n";
+    }
+    out.flush();
+    // A failing close is not a failure of this step; the output is as complete as it could be.
+    static_cast<void>(out.Close());
+    return 0;
+}

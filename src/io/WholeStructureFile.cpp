@@ -1,0 +1,137 @@
+#include "io/WholeStructureFile.h"
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "io/LineReader.h"
+#include "io/MapFile.h"
+#include "io/NumberParser.h"
+#include "io/OutputFile.h"
+#include "io/RecordCountEstimate.h"
+#include "io/TextSource.h"
+#include "io/Touchstone.h"
+#include "job/VoraJob.h"
+
+namespace {
+
+// A Touchstone file without a reference resistance leaves every port at this value, which
+// no arm file's R can match.
+constexpr double kResistanceNotGiven = -10.0;
+
+// Every port of the whole structure gets R, and every group port the R of its port.
+int32_t DistributePortResistance(VoraJob& job, double R)
+{
+    job.portResistances.assign(static_cast<size_t>(job.portCount), R);
+    for (CalibrationGroup& group : job.calibrationGroups) {
+        if (group.portCount < 0 || group.ports.size() < static_cast<size_t>(group.portCount)) {
+            job.logStream << "VORA:: ARM structure Readin Wrong\n";
+            return -1;
+        }
+        group.portResistances.resize(static_cast<size_t>(group.portCount));
+        for (size_t i = 0; i < group.portResistances.size(); ++i) {
+            const int32_t port = group.ports[i];
+            if (port < 1 || port > job.portCount) {
+                job.logStream << "VORA:: ARM structure Readin Wrong\n";
+                return -1;
+            }
+            group.portResistances[i] = job.portResistances[static_cast<size_t>(port - 1)];
+        }
+    }
+    return 0;
+}
+
+// The reference resistance of an option line: the number after the first "R" token that
+// gives a value of 0 or more (-10.0 when there is none); token 1 sets the unit factor.
+double ReadOptionLine(VoraJob& job, const TokenList& tokens)
+{
+    double R = kResistanceNotGiven;
+    for (size_t k = 0; k < tokens.size(); ++k) {
+        if (k == 1) job.freqUnitFactor = FrequencyUnitFactor(tokens[1]);
+        if (tokens[k] == "R" || tokens[k] == "r") {
+            R = ParseNumber(k + 1 < tokens.size() ? tokens[k + 1] : std::string_view());
+            if (R >= 0) break;
+        }
+    }
+    return R;
+}
+
+}  // namespace
+
+int32_t ReadWholeStructureFile(VoraJob& job)
+{
+    TextSource input;
+    if (!input.Open(job.wholeStructureFilePath)) {
+        job.logStream << "VORA:: Could not find whole structure file" << job.wholeStructureFilePath << "\n";
+        return -1;
+    }
+    if (!job.outputStream) job.outputStream = std::make_unique<OutputFile>();
+    if (!job.outputStream->IsOpen() && !job.outputStream->Open(job.outputFilePath)) {
+        job.logStream << "VORA:: Could not generate output file " << job.outputFilePath << "\n";
+        return -1;
+    }
+
+    const int64_t N = job.portCount;
+    if (N < 0 || N > kMaxPortCount) {
+        job.logStream << "VORA:: Nport w, t, l, s Readin Wrong\n";
+        return -1;
+    }
+    const int64_t E = 2 * N * N + 1;
+    job.frequencyCount = 0;
+    job.frequencies.clear();
+    job.wholeValues.Reset(E - 1);
+
+    std::string line;
+    TokenList tokens;
+    bool bOptionLineRead = false;
+    for (;;) {
+        // Comment lines and the option line are copied into the output as its header.
+        const LineStatus status =
+            ReadLogicalLine(input, CommentMode::Touchstone, job.outputStream.get(), line, tokens, E);
+        if (status == LineStatus::EndOfData) break;
+        if (status == LineStatus::Bad) {
+            job.logStream << "VORA:  Reading a line of Whole S File error \n";
+            return -1;
+        }
+
+        if (!tokens.empty() && tokens[0] == "#") {
+            const double R = ReadOptionLine(job, tokens);
+            if (DistributePortResistance(job, R) != 0) return -1;
+            bOptionLineRead = true;
+            job.outputStream->flush();
+            continue;
+        }
+
+        if (static_cast<int64_t>(tokens.size()) != E) {
+            job.logStream << "VORA:  Reading a frequency line of Whole S File error \n";
+            return -1;
+        }
+        if (E < 2) {
+            job.logStream << "VORA:  Readin WS each freq-s line error. \n";
+            return -1;
+        }
+        if (job.frequencyCount == std::numeric_limits<int32_t>::max()) {
+            job.logStream << "VORA:  Readin WS each freq number error. \n";
+            return -1;
+        }
+        if (job.frequencyCount == 0) {
+            const size_t expected = EstimateRecordCount(job.wholeStructureFilePath, RecordTextBytes(tokens));
+            job.frequencies.reserve(expected);
+            job.wholeValues.Reserve(expected);
+        }
+        job.frequencies.push_back(ParseNumber(tokens[0]) * job.freqUnitFactor);
+        double* values = job.wholeValues.Append();
+        for (int64_t k = 1; k < E; ++k) values[k - 1] = ParseNumber(tokens[static_cast<size_t>(k)]);
+        ++job.frequencyCount;
+    }
+    // A file without an option line reads like one whose option line names no R.
+    if (!bOptionLineRead && DistributePortResistance(job, kResistanceNotGiven) != 0) return -1;
+
+    if (static_cast<size_t>(job.frequencyCount) != job.frequencies.size()) {
+        job.logStream << "VORA:  Readin WS each freq number error. \n";
+        return -1;
+    }
+    input.Close();
+    return 0;
+}

@@ -1,0 +1,609 @@
+#include "calibration/PortLineAnalysis.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <functional>
+#include <numbers>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "job/CalibrationGroup.h"
+
+namespace {
+
+const std::string kFindingError = "VORA:: Port Resonace Frequency finding error\n";
+const std::string kGeometryError = "VORA:: Port wtls error or KRN calculated Z error, check your setup\n";
+
+// A group of n ports whose short and open files share `frequencies`; record k of each arm
+// is filled by the given functions of (k, value position).
+struct TestGroup {
+    std::ostringstream log;
+    CalibrationGroup group;
+
+    TestGroup(int32_t n, const std::vector<double>& frequencies,
+              const std::function<double(size_t, int64_t)>& shortValue,
+              const std::function<double(size_t, int64_t)>& openValue)
+    {
+        group.logStream = &log;
+        group.portCount = n;
+        group.firstPort = 7;
+        for (int32_t i = 0; i < n; ++i) group.ports.push_back(7 + i);
+        group.portLineGeometry.assign(4 * static_cast<size_t>(n), 1.0);
+        group.shortFrequencies = frequencies;
+        group.openFrequencies = frequencies;
+        group.commonFrequencies = frequencies;
+        group.shortRecordCount = group.openRecordCount = group.commonFrequencyCount =
+            static_cast<int32_t>(frequencies.size());
+        const int64_t width = 2 * static_cast<int64_t>(n) * n;
+        group.shortValues.Reset(width);
+        group.openValues.Reset(width);
+        for (size_t k = 0; k < frequencies.size(); ++k) {
+            double* s = group.shortValues.Append();
+            double* o = group.openValues.Append();
+            for (int64_t j = 0; j < width; ++j) {
+                s[j] = shortValue(k, j);
+                o[j] = openValue(k, j);
+            }
+        }
+    }
+    std::vector<double> Short(size_t k) const
+    {
+        const double* r = group.shortValues[k];
+        return {r, r + group.shortValues.width()};
+    }
+    std::vector<double> Open(size_t k) const
+    {
+        const double* r = group.openValues[k];
+        return {r, r + group.openValues.width()};
+    }
+};
+
+std::vector<double> Frequencies(size_t count, double step)
+{
+    std::vector<double> f;
+    for (size_t k = 0; k < count; ++k) f.push_back(static_cast<double>(k + 1) * step);
+    return f;
+}
+
+// Distinct, recognisable values: record k, position j.
+double Pattern(size_t k, int64_t j) { return 1.0 + 0.1 * static_cast<double>(k) + 0.01 * static_cast<double>(j); }
+
+// --- resonance search -----------------------------------------------------------------
+
+TEST(FindPortResonance, FindsTheFirstMaximumOfTheRealPartByItsPosition)
+{
+    struct Case {
+        const char* name;
+        std::function<double(size_t)> realPart;  // over 100 points
+        int peak;                                // expected index, -1: none
+        std::string log;
+    };
+    const std::string early = "VORA:: Find Port7 Resonance Frequency at early stage\n";
+    // Rises to `top`, drops once, then rises again for good.
+    const auto peakAt = [](size_t top) {
+        return [top](size_t k) { return k <= top ? double(k) : double(k) - 1000.0; };
+    };
+    const std::vector<Case> cases = {
+        {"beyond the first tenth", peakAt(50), 50, ""},
+        {"at the first point past a tenth", peakAt(10), 10, ""},
+        {"at the last point of the first tenth", peakAt(9), 9, early},
+        {"just past 2 %", peakAt(2), 2, early},
+        {"within the first 2 %", peakAt(1), -1, kFindingError},
+        {"monotonic rise", [](size_t k) { return double(k); }, -1, kFindingError},
+        {"flat stretch", [](size_t k) { return k < 40 ? double(k) : 40.0; }, -1, kFindingError},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestGroup t(1, Frequencies(100, 1e9), [&](size_t k, int64_t j) { return j == 0 ? c.realPart(k) : 5.0; },
+                    [](size_t, int64_t) { return 1.0; });
+        const double f = FindPortResonance(t.group, 1);
+        EXPECT_EQ(f, c.peak < 0 ? -1.0 : t.group.shortFrequencies[static_cast<size_t>(c.peak)]);
+        EXPECT_EQ(t.log.str(), c.log);
+    }
+}
+
+TEST(FindPortResonance, SearchesTheOpenSeriesForWhichZero)
+{
+    TestGroup t(1, Frequencies(100, 1e9), [](size_t k, int64_t) { return k < 40 ? double(k) : 0.0; },
+                [](size_t k, int64_t) { return k < 60 ? double(k) : 0.0; });
+    EXPECT_EQ(FindPortResonance(t.group, 1), 40e9);
+    EXPECT_EQ(FindPortResonance(t.group, 0), 60e9);
+}
+
+TEST(FindPortResonance, ModesBelowTwoReturnTwiceTheUpperLimitWithoutSearching)
+{
+    for (int32_t mode : {0, 1}) {
+        TestGroup t(1, Frequencies(10, 1e9), [](size_t, int64_t) { return 0.0; }, [](size_t, int64_t) { return 0.0; });
+        t.group.methodCode = mode;
+        t.group.freqE = 3.5e9;
+        EXPECT_EQ(FindPortResonance(t.group, 1), 7e9);
+        EXPECT_EQ(t.log.str(), "");
+    }
+}
+
+TEST(FindPortResonance, TheAbove100GHzBranchIsNeverTaken)
+{
+    // A rising real part up to 200 GHz still ends in the plain finding error.
+    TestGroup t(1, Frequencies(100, 2e9), [](size_t k, int64_t) { return double(k); },
+                [](size_t, int64_t) { return 0.0; });
+    EXPECT_EQ(FindPortResonance(t.group, 1), -1.0);
+    EXPECT_EQ(t.log.str(), kFindingError);
+}
+
+TEST(FindPortResonance, FailsOnTooFewPointsAndOnMissingRecords)
+{
+    for (size_t count : {0u, 1u}) {
+        TestGroup t(1, Frequencies(count, 1e9), Pattern, Pattern);
+        EXPECT_EQ(FindPortResonance(t.group, 1), -1.0);
+        EXPECT_EQ(t.log.str(), kFindingError);
+    }
+    TestGroup t(1, Frequencies(30, 1e9), [](size_t k, int64_t) { return k < 20 ? double(k) : 0.0; }, Pattern);
+    t.group.shortFrequencies.push_back(31e9);  // a frequency without its record
+    EXPECT_EQ(FindPortResonance(t.group, 1), -1.0);
+    EXPECT_EQ(t.log.str(), kFindingError);
+}
+
+// --- quarter-wave factor --------------------------------------------------------------
+
+TEST(QuarterWaveFactor, FollowsXOverTanXBelowTheResonance)
+{
+    EXPECT_EQ(QuarterWaveFactor(0.0, 3e9), 1.0);
+    // At half the resonance the cut series stays within 1e-4 of (pi/4)/tan(pi/4).
+    EXPECT_NEAR(QuarterWaveFactor(1.5e9, 3e9), 0.78544, 5e-6);
+    EXPECT_NEAR(QuarterWaveFactor(1.5e9, 3e9), std::numbers::pi / 4.0, 1e-4);
+    // Far below it the cut terms are negligible: every kept coefficient shows.
+    for (double ratio : {0.05, 0.1, 0.2}) {
+        const double x = std::numbers::pi / 2.0 * ratio;
+        EXPECT_NEAR(QuarterWaveFactor(ratio * 7e9, 7e9), x / std::tan(x), 1e-9) << ratio;
+    }
+    // Up to the resonance it is the cut series with the exact coefficients of tan(x)/x.
+    const long double coefficients[] = {1.0L, 1.0L / 3, 2.0L / 15, 17.0L / 315, 62.0L / 2835, 1382.0L / 155925,
+                                        21844.0L / 6081075};
+    for (double ratio : {0.25, 0.5, 0.75, 1.0}) {
+        const long double a = std::numbers::pi_v<long double> * std::numbers::pi_v<long double> / 4 * ratio * ratio;
+        long double series = 0, power = 1;
+        for (long double c : coefficients) {
+            series += c * power;
+            power *= a;
+        }
+        EXPECT_NEAR(QuarterWaveFactor(ratio * 2e9, 2e9), static_cast<double>(1 / series), 1e-11) << ratio;
+    }
+}
+
+// --- conductor resistance model -------------------------------------------------------
+
+// The model in long double, coefficients by Horner's rule, for one geometry.
+struct ReferenceModel {
+    long double A, p, q, Rdc, fc;
+    ReferenceModel(long double w, long double t, long double l, long double s)
+    {
+        long double a = w / t - 1;
+        if (a < 0) a = t / w - 1;
+        const bool narrow = a < 20;
+        const long double c[] = {narrow ? 1.3858L : 1.63233L, narrow ? 0.0368L : -0.000901826L,
+                                 narrow ? -0.00276L : -1.48158e-5L, narrow ? 0.000104102L : 1.12321e-7L,
+                                 narrow ? -1.63173e-6L : -2.32915e-10L};
+        const long double d[] = {narrow ? 12.12603L : 14.51308L, narrow ? 0.30968L : 1.49383e-5L,
+                                 narrow ? -0.01404L : -0.000250584L, narrow ? 7.19966e-5L : 1.67409e-6L,
+                                 narrow ? 6.8995e-6L : -3.44377e-9L};
+        A = (((c[4] * a + c[3]) * a + c[2]) * a + c[1]) * a + c[0] - 1;
+        const long double B = (((d[4] * a + d[3]) * a + d[2]) * a + d[1]) * a + d[0] - 10;
+        p = log10l(A / B);
+        q = 1 / (2 * A);
+        Rdc = l / (t * w * s);
+        const long double r = w * t / (2 * (t + w));
+        fc = 1.5915e6L / (r * r * s);
+    }
+    long double R(long double x) const
+    {
+        const long double X = x * 6.283185307179L / fc;
+        return X <= 1 ? Rdc * (1 + A * powl(X, q - p / 2)) : Rdc * (sqrtl(X) + A * powl(X, -p / 2));
+    }
+};
+
+TEST(PortLineResistance, MatchesTheModelOnBothSidesOfTheAspectThreshold)
+{
+    struct Case {
+        const char* name;
+        double w, t;
+    };
+    const Case cases[] = {
+        {"square", 35e-6, 35e-6},
+        {"narrow strip", 100e-6, 35e-6},
+        {"w below t", 35e-6, 100e-6},
+        {"aspect just below 20", 20.9e-6, 1e-6},
+        {"aspect exactly 20", 21.0 / 1048576.0, 1.0 / 1048576.0},  // exact in binary
+        {"wide strip", 1e-3, 35e-6},
+    };
+    CalibrationGroup group;
+    std::ostringstream log;
+    group.logStream = &log;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const double g[4] = {c.w, c.t, 0.01, 5.8e7};
+        const ReferenceModel model(c.w, c.t, 0.01L, 5.8e7L);
+        const double corner = static_cast<double>(model.fc / 6.283185307179L);
+        for (double f : {1e6, 1e8, 3e9, 4e10, 0.01 * corner, 0.7 * corner, 1.3 * corner, 100 * corner}) {
+            const double fRef = 2e9;
+            const double measured = static_cast<double>(model.R(fRef)) * 1.25;
+            const long double expected = measured - model.R(fRef) + model.R(f);
+            const double got = PortLineResistance(group, g, fRef, measured, f, 1e30);
+            EXPECT_NEAR(got, static_cast<double>(expected), 1e-11 * static_cast<double>(expected)) << f;
+        }
+    }
+    EXPECT_EQ(log.str(), "");
+}
+
+TEST(PortLineResistance, LimitsAndTheMeasuredReference)
+{
+    CalibrationGroup group;
+    std::ostringstream log;
+    group.logStream = &log;
+    const double w = 100e-6, t = 35e-6, l = 0.01, s = 5.8e7;
+    const double g[4] = {w, t, l, s};
+    const double Rdc = l / (t * w * s);
+    // At its own reference frequency the model returns the measured value.
+    EXPECT_NEAR(PortLineResistance(group, g, 3e9, 0.9, 3e9, 1e30), 0.9, 1e-12);
+    // The measured value caps the result.
+    EXPECT_EQ(PortLineResistance(group, g, 3e9, 0.9, 6e9, 0.5), 0.5);
+    EXPECT_EQ(log.str(), "");
+
+    // A measured value below the model is an inconsistent geometry: the model alone, with
+    // the direct-current resistance at a very low frequency.
+    EXPECT_NEAR(PortLineResistance(group, g, 3e9, 0.0, 1.0, 1e30), Rdc, 1e-6 * Rdc);
+    EXPECT_EQ(log.str(), kGeometryError);
+
+    // Both branches meet at the corner, at Rdc·(1 + A).
+    const ReferenceModel model(w, t, l, s);
+    const double corner = static_cast<double>(model.fc / 6.283185307179L);
+    const double atCorner = Rdc * (1.0 + static_cast<double>(model.A));
+    EXPECT_NEAR(PortLineResistance(group, g, 3e9, 0.0, corner * (1 - 1e-9), 1e30), atCorner, 1e-7 * atCorner);
+    EXPECT_NEAR(PortLineResistance(group, g, 3e9, 0.0, corner * (1 + 1e-9), 1e30), atCorner, 1e-7 * atCorner);
+}
+
+// --- analysis limit -------------------------------------------------------------------
+
+TEST(EstimateAnalysisLimit, FirstRiseOfTheMutualReactancePerHertzClamped)
+{
+    struct Case {
+        const char* name;
+        std::vector<double> imZ12;  // at 1, 2, 3, ... GHz
+        double freqD;
+        double expected;
+    };
+    const Case cases[] = {
+        {"rise inside the bounds", {10, 19, 28.8, 37, 40, 60}, 1e9, 3e9},
+        {"rise below 1.8 freqD", {10, 21, 25, 30, 35, 40}, 1.5e9, 2.7e9},
+        {"no rise: the last point, capped at 4 freqD", {10, 19, 27, 35, 43, 51}, 1e9, 4e9},
+        {"equal reactance per hertz is no rise", {10, 20, 30, 44, 40, 60}, 1e9, 4e9},
+        {"two points", {10, 19}, 1e9, 2e9},
+        {"crossed bounds: the lower one wins", {10, 19}, -1e9, -1.8e9},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestGroup t(2, Frequencies(c.imZ12.size(), 1e9), [&](size_t k, int64_t j) { return j == 3 ? c.imZ12[k] : 1.0; },
+                    Pattern);
+        t.group.freqD = c.freqD;
+        EXPECT_DOUBLE_EQ(EstimateAnalysisLimit(t.group), c.expected);
+    }
+
+    TestGroup one(1, Frequencies(6, 1e9), Pattern, Pattern);
+    one.group.freqE = 5.5e9;
+    EXPECT_EQ(EstimateAnalysisLimit(one.group), 5.5e9);
+    TestGroup single(2, Frequencies(1, 1e9), Pattern, Pattern);
+    single.group.freqE = 5.5e9;
+    EXPECT_EQ(EstimateAnalysisLimit(single.group), 5.5e9);
+    TestGroup none(2, {}, Pattern, Pattern);
+    none.group.freqD = 1e9;
+    EXPECT_EQ(EstimateAnalysisLimit(none.group), 1.8e9);
+}
+
+// --- extrapolation of one point -------------------------------------------------------
+
+// Two ports at 1..6 GHz, lower limit 2.5 GHz, upper limit 4.5 GHz; each port its own line.
+TestGroup MakeTwoPortLines()
+{
+    TestGroup t(2, Frequencies(6, 1e9), Pattern, [](size_t k, int64_t j) { return 2.0 * Pattern(k, j); });
+    t.group.freqD = 2.5e9;
+    t.group.freqE = 4.5e9;
+    t.group.portLineGeometry = {100e-6, 35e-6, 0.01, 5.8e7, 60e-6, 35e-6, 0.02, 4e7};
+    return t;
+}
+
+TEST(ExtrapolateArmPoint, AboveTheUpperLimitScalesReactanceAndHoldsRealParts)
+{
+    TestGroup t = MakeTwoPortLines();
+    const size_t kHigh = 3, k = 5;
+    const double f = 6e9, fHigh = 4e9;
+    ASSERT_EQ(ExtrapolateArmPoint(t.group, f, 1, 3, 5, 8, 3e9), 0);
+    const std::vector<double> s = t.Short(k), o = t.Open(k);
+    for (int64_t j = 0; j < 8; ++j) {
+        SCOPED_TRACE(j);
+        const double ratio = j % 2 == 1 ? f / fHigh : 1.0;
+        EXPECT_DOUBLE_EQ(s[j], Pattern(kHigh, j) * ratio);
+        EXPECT_DOUBLE_EQ(o[j], 2.0 * Pattern(kHigh, j) * ratio);
+    }
+
+    // Below the lower limit, or in an inactive group, a point keeps its measured values.
+    const TestGroup original = MakeTwoPortLines();
+    ASSERT_EQ(ExtrapolateArmPoint(t.group, 2e9, 1, 1, 1, 8, 3e9), 0);
+    EXPECT_EQ(t.Short(1), original.Short(1));
+    t.group.bActive = 0;
+    ASSERT_EQ(ExtrapolateArmPoint(t.group, 5e9, 1, 3, 4, 8, 3e9), 0);
+    EXPECT_EQ(t.Open(4), original.Open(4));
+}
+
+TEST(ExtrapolateArmPoint, ModeledRealPartsUseEachPortsOwnLine)
+{
+    // The mode-0 walk and the non-held upper branch both take the diagonal short resistance
+    // from the conductor model of the port at that position (0 and 6 in a 2-port record).
+    for (bool bModeZero : {true, false}) {
+        SCOPED_TRACE(bModeZero ? "mode 0" : "non-held upper branch");
+        TestGroup t = MakeTwoPortLines();
+        TestGroup original = MakeTwoPortLines();
+        const size_t kRef = 1, k = 3;
+        for (TestGroup* g : {&t, &original}) g->group.shortValues[k][0] = g->group.shortValues[k][6] = 50.0;
+        const double f = 4e9, fRef = 2e9;
+        if (bModeZero) {
+            t.group.methodCode = 0;
+            ASSERT_EQ(ExtrapolateArmPoint(t.group, f, 1, 3, 3, 8, 3e9), 0);
+        } else {
+            ASSERT_EQ(ExtrapolateFromReferencePoint(t.group, f, 1, 3, 8, true), 0);
+        }
+        const std::vector<double> s = t.Short(k), o = t.Open(k);
+        const double* g = original.group.portLineGeometry.data();
+        const double* measured = original.group.shortValues[k];
+        const double* reference = original.group.shortValues[kRef];
+        EXPECT_EQ(s[0], PortLineResistance(original.group, g, fRef, reference[0], f, measured[0]));
+        EXPECT_EQ(s[6], PortLineResistance(original.group, g + 4, fRef, reference[6], f, measured[6]));
+        // Neither the cap nor the other port's line gives these values.
+        EXPECT_LT(s[0], measured[0]);
+        EXPECT_LT(s[6], measured[6]);
+        EXPECT_NE(s[6], PortLineResistance(original.group, g, fRef, reference[6], f, measured[6]));
+        for (int64_t j : {2, 4}) EXPECT_EQ(s[j], reference[j]);
+        for (int64_t j : {0, 2, 4, 6}) EXPECT_EQ(o[j], 2.0 * Pattern(kRef, j));
+        for (int64_t j : {1, 3, 5, 7}) EXPECT_DOUBLE_EQ(s[j], reference[j] * f / fRef);
+    }
+}
+
+TEST(ExtrapolateArmPoint, MissingRecordsOrGeometryFailTheStep)
+{
+    TestGroup t = MakeTwoPortLines();
+    EXPECT_EQ(ExtrapolateArmPoint(t.group, 7e9, 1, 3, 6, 8, 3e9), -1);
+    EXPECT_EQ(t.log.str(), "VORA:: Port line analysis has no arm record for frequency point 6\n");
+    t.log.str("");
+    EXPECT_EQ(ExtrapolateArmPoint(t.group, 6e9, 1, 3, 5, 9, 3e9), -1);  // wider than a record
+    EXPECT_EQ(ExtrapolateFromReferencePoint(t.group, 6e9, 1, 5, 8, true), 0);
+    t.group.portLineGeometry.resize(4);
+    t.log.str("");
+    EXPECT_EQ(ExtrapolateFromReferencePoint(t.group, 6e9, 1, 5, 8, true), -1);
+    EXPECT_EQ(t.log.str(), "VORA:: Port line analysis has no w, t, l, s for every port of group port 7\n");
+}
+
+// --- the mode-1 fit -------------------------------------------------------------------
+
+// One port, one point (k = 1) holding Z and Y; point 0 holds a recognisable open real part.
+TestGroup MakeOnePortPoint(std::complex<double> Z, std::complex<double> Y)
+{
+    TestGroup t(1, {1e9, 2e9}, [&](size_t, int64_t j) { return j == 0 ? Z.real() : Z.imag(); },
+                [&](size_t k, int64_t j) { return k == 0 ? 0.123 : (j == 0 ? Y.real() : Y.imag()); });
+    t.group.methodCode = 1;
+    return t;
+}
+
+TEST(CubicLineFit, OnePortCasesSolvedByHand)
+{
+    // Z = (2/3)·e^(i·phi), Y = (2/3)·e^(-i·phi): ZY = 4/9, q = 9/4, r = 0, k = 1.5·e^(±i·pi/3),
+    // so Ynew = e^(-i·phi) and Znew = e^(i·phi). A real part is taken only when positive;
+    // else the short keeps its own and the open falls back to point 0 above the hold frequency.
+    for (double phi : {0.0, std::numbers::pi / 3.0, 2.0 * std::numbers::pi / 3.0}) {
+        for (double freqA : {1e9, 3e9}) {
+            SCOPED_TRACE(phi);
+            const std::complex<double> Z = std::polar(2.0 / 3.0, phi), Y = std::polar(2.0 / 3.0, -phi);
+            TestGroup t = MakeOnePortPoint(Z, Y);
+            t.group.freqA = freqA;
+            CubicLineFit(t.group, 1, 2e9, 0.0);
+            const bool bPositive = std::cos(phi) > 0.0;
+            EXPECT_NEAR(t.Open(1)[0], bPositive ? std::cos(phi) : (freqA < 2e9 ? 0.123 : Y.real()), 1e-7);
+            EXPECT_NEAR(t.Open(1)[1], -std::sin(phi), 1e-7);
+            EXPECT_NEAR(t.Short(1)[0], bPositive ? std::cos(phi) : Z.real(), 1e-7);
+            EXPECT_NEAR(t.Short(1)[1], std::sin(phi), 1e-7);
+        }
+    }
+
+    // Z = 7i/8, Y = 7i/9: q = -72/49, r = 9/7, k = 12/7 real, so Ynew = 2i/3 and Znew = 3i/4.
+    // Their real parts are zero: the short keeps its own, the open falls back to point 0
+    // only above the hold frequency.
+    for (double freqA : {1e9, 3e9}) {
+        TestGroup lossless = MakeOnePortPoint({0.0, 7.0 / 8.0}, {0.0, 7.0 / 9.0});
+        lossless.group.freqA = freqA;
+        CubicLineFit(lossless.group, 1, 2e9, 0.0);
+        EXPECT_NEAR(lossless.Open(1)[1], 2.0 / 3.0, 1e-12);
+        EXPECT_NEAR(lossless.Short(1)[1], 0.75, 1e-12);
+        EXPECT_EQ(lossless.Short(1)[0], 0.0);
+        EXPECT_EQ(lossless.Open(1)[0], freqA < 2e9 ? 0.123 : 0.0);
+    }
+}
+
+TEST(CubicLineFit, SymmetricTwoPortFitsEachModeLikeOnePort)
+{
+    // Y and Z of the form [[a, b], [b, a]] share the eigenvectors (1, 1) and (1, -1); the
+    // even mode is the first one-port case, the odd mode the second: Ynew has modes 1 and
+    // 2i/3, Znew 1 and 3i/4.
+    const std::complex<double> Ye(2.0 / 3.0), Yo(0.0, 7.0 / 9.0), Ze(2.0 / 3.0), Zo(0.0, 7.0 / 8.0);
+    const auto fill = [](std::complex<double> even, std::complex<double> odd) {
+        const std::complex<double> a = (even + odd) / 2.0, b = (even - odd) / 2.0;
+        return [a, b](size_t, int64_t j) {
+            const std::complex<double> v = (j / 2 == 0 || j / 2 == 3) ? a : b;
+            return j % 2 == 0 ? v.real() : v.imag();
+        };
+    };
+    const std::complex<double> YnewDiagonal(0.5, 1.0 / 3.0), YnewCoupling(0.5, -1.0 / 3.0);
+    const std::complex<double> ZnewDiagonal(0.5, 0.375), ZnewCoupling(0.5, -0.375);
+    for (double limit : {1e9, 5e9}) {
+        SCOPED_TRACE(limit);
+        TestGroup t(2, {1e9, 2e9}, fill(Ze, Zo), fill(Ye, Yo));
+        TestGroup measured(2, {1e9, 2e9}, fill(Ze, Zo), fill(Ye, Yo));
+        t.group.methodCode = 1;
+        CubicLineFit(t.group, 1, 2e9, limit);
+        const std::vector<double> o = t.Open(1), s = t.Short(1);
+        for (int64_t pos : {0, 6}) {
+            EXPECT_NEAR(o[pos], YnewDiagonal.real(), 1e-7);
+            EXPECT_NEAR(o[pos + 1], YnewDiagonal.imag(), 1e-7);
+            EXPECT_NEAR(s[pos], ZnewDiagonal.real(), 1e-7);
+            EXPECT_NEAR(s[pos + 1], ZnewDiagonal.imag(), 1e-7);
+        }
+        for (int64_t pos : {2, 4}) {
+            if (limit + 1.0 < 2e9) {
+                EXPECT_NEAR(o[pos], YnewCoupling.real(), 1e-7);
+                EXPECT_NEAR(o[pos + 1], YnewCoupling.imag(), 1e-7);
+                EXPECT_NEAR(s[pos], ZnewCoupling.real(), 1e-7);
+                EXPECT_NEAR(s[pos + 1], ZnewCoupling.imag(), 1e-7);
+            } else {
+                EXPECT_EQ(o[pos], measured.Open(1)[pos]);
+                EXPECT_EQ(s[pos + 1], measured.Short(1)[pos + 1]);
+            }
+        }
+    }
+}
+
+TEST(CubicLineFit, DiagonalGroupEqualsTheOnePortFitPerPort)
+{
+    const std::complex<double> Z[3] = {{0.3, 2.0}, {2.0 / 3.0, 0.0}, {1.0, 0.5}};
+    const std::complex<double> Y[3] = {{0.01, 0.5}, {2.0 / 3.0, 0.0}, {0.2, 0.1}};
+    const auto diagonal = [](const std::complex<double>* v) {
+        return [v](size_t, int64_t j) {
+            const int64_t idx = j / 2;
+            const std::complex<double> x = idx % 4 == 0 ? v[idx / 4] : 0.0;
+            return j % 2 == 0 ? x.real() : x.imag();
+        };
+    };
+    TestGroup t(3, {1e9, 2e9}, diagonal(Z), diagonal(Y));
+    t.group.methodCode = 1;
+    CubicLineFit(t.group, 1, 2e9, 0.0);
+    for (int32_t i = 0; i < 3; ++i) {
+        SCOPED_TRACE(i);
+        TestGroup one = MakeOnePortPoint(Z[i], Y[i]);
+        CubicLineFit(one.group, 1, 2e9, 0.0);
+        const int64_t pos = 8 * i;
+        EXPECT_NEAR(t.Open(1)[pos], one.Open(1)[0], 1e-7);
+        EXPECT_NEAR(t.Open(1)[pos + 1], one.Open(1)[1], 1e-7);
+        EXPECT_NEAR(t.Short(1)[pos], one.Short(1)[0], 1e-7);
+        EXPECT_NEAR(t.Short(1)[pos + 1], one.Short(1)[1], 1e-7);
+    }
+    for (int64_t j = 0; j < 18; ++j)
+        if ((j / 2) % 4 != 0) {
+            EXPECT_NEAR(t.Open(1)[j], 0.0, 1e-9) << j;
+        }
+}
+
+// --- the walks ------------------------------------------------------------------------
+
+TEST(AnalysePortLines, ModeTwoWalkScalesToTheResonanceThenExtrapolates)
+{
+    // One port, 1..20 GHz; Re Z peaks at 13 GHz, Re Y at 15 GHz.
+    const auto shortValue = [](size_t k, int64_t j) { return j == 0 ? (k <= 12 ? 1.0 + k : 0.5) : 10.0 + k; };
+    const auto openValue = [](size_t k, int64_t j) { return j == 0 ? (k <= 14 ? 0.1 * k : 0.0) : 0.02 * (k + 1); };
+    TestGroup t(1, Frequencies(20, 1e9), shortValue, openValue);
+    t.group.methodCode = 2;
+    // Limits on grid points: a point at a limit already counts as above it.
+    t.group.freqD = 5e9;
+    t.group.freqE = 14e9;
+    ASSERT_EQ(AnalysePortLines(t.group), 0);
+    EXPECT_EQ(t.group.shortResonanceFrequency, 13e9);
+    EXPECT_EQ(t.group.openResonanceFrequency, 15e9);
+    EXPECT_EQ(t.log.str(), "");
+
+    const size_t kHigh = 12;  // 13 GHz, the last point below the upper limit
+    const auto scaled = [&](size_t k, int64_t j, bool bShort) {
+        const double f = double(k + 1) * 1e9;
+        return bShort ? shortValue(k, j) * QuarterWaveFactor(f, 13e9) : openValue(k, j) * QuarterWaveFactor(f, 15e9);
+    };
+    for (size_t k = 0; k < 20; ++k) {
+        SCOPED_TRACE(k);
+        const double f = double(k + 1) * 1e9;
+        for (int64_t j = 0; j < 2; ++j) {
+            double s = shortValue(k, j), o = openValue(k, j);
+            if (k >= 4 && k <= kHigh) {
+                s = scaled(k, j, true);
+                o = scaled(k, j, false);
+            } else if (k > kHigh) {
+                // From the already scaled point below the limit.
+                const double ratio = j == 1 ? f / 13e9 : 1.0;
+                s = scaled(kHigh, j, true) * ratio;
+                o = scaled(kHigh, j, false) * ratio;
+            }
+            EXPECT_NEAR(t.Short(k)[j], s, 1e-12 * std::abs(s));
+            EXPECT_NEAR(t.Open(k)[j], o, 1e-12 * std::abs(o));
+        }
+    }
+    EXPECT_TRUE(t.group.portLineFitArrays.empty());
+}
+
+TEST(AnalysePortLines, ModeOneWalkFitsBetweenTheLimits)
+{
+    TestGroup t(1, Frequencies(4, 1e9), [](size_t, int64_t j) { return j == 0 ? 2.0 / 3.0 : 0.0; },
+                [](size_t, int64_t j) { return j == 0 ? 2.0 / 3.0 : 0.0; });
+    t.group.methodCode = 1;
+    t.group.freqD = 1.5e9;
+    t.group.freqE = 3.5e9;
+    ASSERT_EQ(AnalysePortLines(t.group), 0);
+    EXPECT_EQ(t.Short(0)[0], 2.0 / 3.0);
+    for (size_t k = 1; k < 4; ++k) EXPECT_NEAR(t.Short(k)[0], 1.0, 1e-7) << k;  // point 3 holds point 2's fit
+}
+
+TEST(AnalysePortLines, TooFewPointsLeaveTheGroupAloneAndMissingRecordsFail)
+{
+    TestGroup one(2, Frequencies(1, 1e9), Pattern, Pattern);
+    one.group.freqD = 0.0;
+    EXPECT_EQ(AnalysePortLines(one.group), 0);
+    EXPECT_EQ(one.Short(0)[1], Pattern(0, 1));
+
+    TestGroup t = MakeTwoPortLines();
+    t.group.commonFrequencies.push_back(7e9);  // more common points than records
+    EXPECT_EQ(AnalysePortLines(t.group), -1);
+    EXPECT_TRUE(t.log.str().ends_with("VORA:: Port line analysis has no arm record for frequency point 6\n"));
+    TestGroup n = MakeTwoPortLines();
+    n.group.commonFrequencies.push_back(7e9);
+    EXPECT_EQ(AnalysePortLinesNoiseProcess(n.group), -1);
+}
+
+TEST(AnalysePortLinesNoiseProcess, ExtrapolatesEveryPointAboveTheLowerLimit)
+{
+    TestGroup t = MakeTwoPortLines();
+    const TestGroup original = MakeTwoPortLines();
+    t.group.freqD = 3e9;  // on a grid point, which counts as above the limit
+    ASSERT_EQ(AnalysePortLinesNoiseProcess(t.group), 0);
+    const size_t kLow = 1;  // 2 GHz
+    for (size_t k = 0; k < 6; ++k) {
+        SCOPED_TRACE(k);
+        if (k <= kLow) {
+            EXPECT_EQ(t.Short(k), original.Short(k));
+            EXPECT_EQ(t.Open(k), original.Open(k));
+            continue;
+        }
+        const double f = double(k + 1) * 1e9, fLow = 2e9;
+        const double* g = original.group.portLineGeometry.data();
+        for (int64_t j = 0; j < 8; ++j) {
+            double s = Pattern(kLow, j), o = 2.0 * Pattern(kLow, j);
+            if (j % 2 == 1) {
+                s *= f / fLow;
+                o *= f / fLow;
+            } else if (j % 6 == 0) {
+                s = PortLineResistance(original.group, g + 4 * (j / 6), fLow, Pattern(kLow, j), f, Pattern(k, j));
+            }
+            EXPECT_DOUBLE_EQ(t.Short(k)[j], s) << j;
+            EXPECT_DOUBLE_EQ(t.Open(k)[j], o) << j;
+        }
+    }
+
+    TestGroup inactive = MakeTwoPortLines();
+    inactive.group.bActive = 0;
+    ASSERT_EQ(AnalysePortLinesNoiseProcess(inactive.group), 0);
+    for (size_t k = 0; k < 6; ++k) EXPECT_EQ(inactive.Short(k), original.Short(k));
+}
+
+}  // namespace

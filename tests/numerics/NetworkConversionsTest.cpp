@@ -1,0 +1,227 @@
+#include "numerics/NetworkConversions.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "numerics/ComplexArrays.h"
+#include "numerics/NumericsTestSupport.h"
+
+using namespace numerics_test;
+
+namespace {
+
+using Array = std::vector<Complex>;
+
+struct Workspace {
+    Array E, M, P, T;
+    explicit Workspace(int32_t n) : E(n * n), M(n * n), P(n * n), T(n * n) {}
+    ConversionScratch Scratch() { return {E.data(), M.data(), P.data(), T.data()}; }
+};
+
+struct Reference {
+    Array D, Dinv;
+    explicit Reference(const std::vector<double>& R) : D(R.size() * R.size()), Dinv(R.size() * R.size())
+    {
+        MakeRootReference(static_cast<int32_t>(R.size()), R.data(), D.data(), Dinv.data());
+    }
+};
+
+Array Zshort(const Array& S, const std::vector<double>& R)
+{
+    const int32_t n = static_cast<int32_t>(R.size());
+    Reference ref(R);
+    Workspace work(n);
+    Array Z(S.size());
+    ZshortFromS(n, S.data(), ref.D.data(), Z.data(), work.Scratch());
+    return Z;
+}
+
+Array Yopen(const Array& S, const std::vector<double>& R)
+{
+    const int32_t n = static_cast<int32_t>(R.size());
+    Reference ref(R);
+    Workspace work(n);
+    Array Y(S.size());
+    YopenFromS(n, S.data(), ref.Dinv.data(), Y.data(), work.Scratch());
+    return Y;
+}
+
+Array Inverse2(const Array& a)
+{
+    const Complex det = a[0] * a[3] - a[1] * a[2];
+    return {a[3] / det, -a[1] / det, -a[2] / det, a[0] / det};
+}
+
+Array Product2(const Array& a, const Array& b)
+{
+    return NaiveProduct(2, a.data(), b.data());
+}
+
+double RelativeDistance(const Array& a, const Array& b)
+{
+    double scale = 0.0;
+    for (const Complex& z : b) scale = std::max(scale, std::abs(z));
+    return MaxDistance(a.size(), a.data(), b.data()) / scale;
+}
+
+bool AllFinite(const Array& a)
+{
+    for (const Complex& z : a)
+        if (!std::isfinite(z.real()) || !std::isfinite(z.imag())) return false;
+    return true;
+}
+
+// Random symmetric S with entries of magnitude below 0.3 (a passive-looking reciprocal network).
+Array RandomReciprocalS(int32_t n, uint32_t seed)
+{
+    Array S = RandomArray(n, seed);
+    for (Complex& z : S) z *= 0.3;
+    SymmetrizeArray(n, S.data());
+    return S;
+}
+
+}  // namespace
+
+TEST(NetworkConversions, RootReferenceIsThePrincipalRootOfTheResistances)
+{
+    const std::vector<double> R = {50.0, 75.0, -4.0};
+    Reference ref(R);
+    const Array expectedRoots = {Complex(std::sqrt(50.0), 0), Complex(std::sqrt(75.0), 0), Complex(0, 2)};
+    for (int32_t i = 0; i < 3; ++i)
+        for (int32_t j = 0; j < 3; ++j) {
+            const Complex d = ref.D[i * 3 + j];
+            const Complex dinv = ref.Dinv[i * 3 + j];
+            if (i != j) {
+                EXPECT_EQ(d, Complex(0, 0));
+                EXPECT_EQ(dinv, Complex(0, 0));
+                continue;
+            }
+            EXPECT_LT(std::abs(d - expectedRoots[i]), 4 * kEpsilon * std::abs(expectedRoots[i]));
+            EXPECT_LT(std::abs(dinv * expectedRoots[i] - 1.0), 4 * kEpsilon);
+        }
+}
+
+TEST(NetworkConversions, MatchedPortsGiveTheirReferenceResistance)
+{
+    for (const std::vector<double>& R : {std::vector<double>{50.0}, {50.0, 75.0}, {1e-3, 50.0, 1e4}}) {
+        const int32_t n = static_cast<int32_t>(R.size());
+        const Array S(n * n);
+        const Array Z = Zshort(S, R);
+        const Array Y = Yopen(S, R);
+        for (int32_t i = 0; i < n; ++i)
+            for (int32_t j = 0; j < n; ++j) {
+                const double z = i == j ? R[i] : 0.0;
+                const double y = i == j ? 1.0 / R[i] : 0.0;
+                EXPECT_LT(std::abs(Z[i * n + j] - z), 8 * kEpsilon * R[i]) << "R=" << R[i];
+                EXPECT_LT(std::abs(Y[i * n + j] - y), 8 * kEpsilon / R[i]) << "R=" << R[i];
+            }
+    }
+}
+
+TEST(NetworkConversions, KnownTwoPortsWithUnequalReferences)
+{
+    // T network: series arms Za, Zb, shunt Zc. Its S with port resistances R1, R2 is
+    // R^-1/2 (Z - R)(Z + R)^-1 R^1/2, worked out here with 2x2 formulas.
+    const double R1 = 50.0, R2 = 75.0;
+    const Complex Za(12, 30), Zb(5, -20), Zc(40, 8);
+    const Array Z = {Za + Zc, Zc, Zc, Zb + Zc};
+    const Array R = {R1, 0, 0, R2};
+    const Array rootR = {std::sqrt(R1), 0, 0, std::sqrt(R2)};
+    const Array rootRinv = {1 / std::sqrt(R1), 0, 0, 1 / std::sqrt(R2)};
+    Array ZminusR = Z, ZplusR = Z;
+    for (int k = 0; k < 4; ++k) {
+        ZminusR[k] -= R[k];
+        ZplusR[k] += R[k];
+    }
+    const Array S = Product2(Product2(rootRinv, Product2(ZminusR, Inverse2(ZplusR))), rootR);
+
+    EXPECT_LT(RelativeDistance(Zshort(S, {R1, R2}), Z), 1e-13);
+    EXPECT_LT(RelativeDistance(Yopen(S, {R1, R2}), Inverse2(Z)), 1e-13);
+
+    // A series impedance between two 50-ohm ports has no Z, but Y = [[1, -1], [-1, 1]] / Zs.
+    const Complex Zs(25, -60);
+    const Complex s11 = Zs / (Zs + 100.0), s21 = 100.0 / (Zs + 100.0);
+    const Array series = {s11, s21, s21, s11};
+    const Complex ys = 1.0 / Zs;
+    EXPECT_LT(RelativeDistance(Yopen(series, {50.0, 50.0}), {ys, -ys, -ys, ys}), 1e-13);
+}
+
+TEST(NetworkConversions, ResultsAreExactlySymmetric)
+{
+    const int32_t n = 3;
+    const std::vector<double> R = {50.0, 75.0, 100.0};
+    const Array reciprocal = RandomReciprocalS(n, 500);
+    Array nonReciprocal = reciprocal;
+    nonReciprocal[1] += Complex(0.01, -0.02);
+
+    for (const Array* S : std::initializer_list<const Array*>{&reciprocal, &nonReciprocal}) {
+        for (const Array& result : {Zshort(*S, R), Yopen(*S, R)})
+            for (int32_t i = 0; i < n; ++i)
+                for (int32_t j = 0; j < n; ++j) EXPECT_EQ(result[i * n + j], result[j * n + i]);
+    }
+}
+
+TEST(NetworkConversions, GuardMovesOnlyUnitDiagonalParts)
+{
+    const double g = 1e-10;
+    struct Case {
+        Complex s, expected;
+    };
+    const Case cases[] = {
+        {{1, 0}, {1 - g, 0}},
+        {{-1, 0}, {-1 + g, 0}},
+        {{0, 1}, {0, 1 - g}},
+        {{0, -1}, {0, -1 + g}},
+        {{1, 1}, {1 - g, 1}},           // the real part takes precedence
+        {{-1 + 5e-11, 0.3}, {-1 + 5e-11 + g, 0.3}},
+        {{1 - 2e-10, 0}, {1 - 2e-10, 0}},  // outside the window
+        {{0.5, 0.5}, {0.5, 0.5}},
+    };
+    for (const Case& c : cases) {
+        Array S = {c.s, {1, 0}, {0, -1}, {0.2, 0}};
+        GuardUnitDiagonal(2, S.data());
+        EXPECT_EQ(S[0], c.expected) << c.s;
+        EXPECT_EQ(S[1], Complex(1, 0));
+        EXPECT_EQ(S[2], Complex(0, -1));
+        EXPECT_EQ(S[3], Complex(0.2, 0));
+    }
+}
+
+TEST(NetworkConversions, IdealOpenAndShortStayFiniteThroughTheGuard)
+{
+    const double R = 50.0;
+    Array open = {{1, 0}, {0, 0}, {0, 0}, {1, 0}};
+    GuardUnitDiagonal(2, open.data());
+    const Array Z = Zshort(open, {R, R});
+    ASSERT_TRUE(AllFinite(Z));
+    const double s = 1 - 1e-10;
+    EXPECT_LT(std::abs(Z[0] - R * (1 + s) / (1 - s)) / std::abs(Z[0]), 1e-12);
+
+    Array shortCircuit = {{-1, 0}, {0, 0}, {0, 0}, {-1, 0}};
+    GuardUnitDiagonal(2, shortCircuit.data());
+    const Array Y = Yopen(shortCircuit, {R, R});
+    ASSERT_TRUE(AllFinite(Y));
+    const double t = -1 + 1e-10;
+    EXPECT_LT(std::abs(Y[3] - (1 - t) / (1 + t) / R) / std::abs(Y[3]), 1e-12);
+}
+
+TEST(NetworkConversions, NormalizedAdmittanceBackToS)
+{
+    const int32_t n = 4;
+    Workspace work(n);
+    Array identity(n * n), zero(n * n), S(n * n);
+    IdentityArray(n, identity.data());
+
+    SFromNormalizedY(n, identity.data(), S.data(), work.Scratch());
+    EXPECT_EQ(MaxDistance(S.size(), S.data(), zero.data()), 0.0);
+    SFromNormalizedY(n, zero.data(), S.data(), work.Scratch());
+    EXPECT_EQ(DistanceFromIdentity(n, S.data()), 0.0);
+
+    // With unit resistances YopenFromS gives the normalised admittance; back again gives S.
+    const Array original = RandomReciprocalS(n, 600);
+    const Array y = Yopen(original, std::vector<double>(n, 1.0));
+    SFromNormalizedY(n, y.data(), S.data(), work.Scratch());
+    EXPECT_LT(MaxDistance(S.size(), S.data(), original.data()), 1e-14);
+}
