@@ -24,7 +24,7 @@ std::ostream* GroupLog(const CalibrationGroup& group)
 int32_t LogArmDataMismatch(const CalibrationGroup& group)
 {
     if (std::ostream* log = GroupLog(group))
-        *log << "VORA:: Arm data of port " << group.firstPort << " do not fit the arm's port count\n";
+        *log << "VORA:: Arm data of port " << group.firstPort << " do not fit the arm's ports and frequencies\n";
     return -1;
 }
 

@@ -238,12 +238,18 @@ TEST(TelegrapherLineModel, RejectsDataThatDoNotFitTheGroup)
         int32_t portCount;
         int32_t recordValues;  // complex values per record
         const char* line;
+        int32_t commonCount = 1;  // one record in each file
     };
     const std::vector<Case> cases = {
         {"Nvpl form with an arm S file", 0, 1, 1, 4, "VORA:: Arm S file of port 7 needs the extended arm syntax\n"},
-        {"arm S record too short", 1, 1, 2, 4, "VORA:: Arm data of port 7 do not fit the arm's port count\n"},
-        {"open/short record too short", 1, 0, 2, 1, "VORA:: Arm data of port 7 do not fit the arm's port count\n"},
-        {"no port", 1, 2, 0, 4, "VORA:: Arm data of port 7 do not fit the arm's port count\n"},
+        {"arm S record too short", 1, 1, 2, 4, "VORA:: Arm data of port 7 do not fit the arm's ports and frequencies\n"},
+        {"open/short record too short", 1, 0, 2, 1, "VORA:: Arm data of port 7 do not fit the arm's ports and frequencies\n"},
+        {"no port", 1, 2, 0, 4, "VORA:: Arm data of port 7 do not fit the arm's ports and frequencies\n"},
+        // Two open points within 0.1 Hz of one short point are both common.
+        {"more common points than records", 1, 0, 1, 1,
+         "VORA:: Arm data of port 7 do not fit the arm's ports and frequencies\n", 2},
+        {"Nvpl form, more common points than records", 0, 0, 1, 2,
+         "VORA:: Arm data of port 7 do not fit the arm's ports and frequencies\n", 2},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -259,8 +265,8 @@ TEST(TelegrapherLineModel, RejectsDataThatDoNotFitTheGroup)
         const std::vector<C> record(static_cast<size_t>(c.recordValues), C(1.0, 0.5));
         AppendRecord(group.shortValues, record);
         AppendRecord(group.openValues, record);
-        group.commonFrequencies = {1e9};
-        group.commonFrequencyCount = 1;
+        group.commonFrequencies.assign(static_cast<size_t>(c.commonCount), 1e9);
+        group.commonFrequencyCount = c.commonCount;
         EXPECT_EQ(Preprocess(group), -1);
         EXPECT_EQ(log.str(), c.line);
     }
