@@ -3,12 +3,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <complex>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "support/VoraRun.h"
+#if __has_include("jobgen/JobWriter.h")
+#define VORA_TELEGRAPHER_WITH_JOBGEN 1
+#include "plot/TouchstoneData.h"
+#endif
 
 namespace {
 
@@ -113,5 +119,148 @@ TEST(Telegrapher, TheShippedProgramNeverTakesThePath)
     EXPECT_EQ(Count(other.log, "VORA:  Preprocess and Calibrate succesffuly. \n"), 3) << other.log;
     EXPECT_EQ(Count(other.log, "VORA:  Calibration  analysis is done succesffuly. \n"), 1) << other.log;
 }
+
+#ifdef VORA_TELEGRAPHER_WITH_JOBGEN
+
+// Generated jobs: arms of coupled lossy lines around a known device (device.sNp).
+
+struct Series {
+    std::vector<double> frequencies;
+    std::vector<std::vector<std::complex<double>>> values;  // [entry][frequency]
+};
+
+bool ReadAll(const std::string& path, int32_t ports, Series& series)
+{
+    std::string all;
+    for (int32_t i = 1; i <= ports; ++i)
+        for (int32_t j = 1; j <= ports; ++j) all += (all.empty() ? "S" : ",S") + std::to_string(i) + std::to_string(j);
+    std::vector<MatrixEntry> entries;
+    TouchstoneSeries read;
+    if (!ParseEntries(all, ports, entries).empty() || !ReadTouchstoneSeries(path, ports, entries, read).empty())
+        return false;
+    series.frequencies = read.frequencies;
+    series.values = read.values;
+    return true;
+}
+
+// Largest |a - b| over all entries, comparing a's records from `skipA` on with b's.
+double LargestDeviation(const Series& a, const Series& b, size_t skipA = 0)
+{
+    if (a.frequencies.size() != b.frequencies.size() + skipA || a.values.size() != b.values.size()) return 1e9;
+    double worst = 0.0;
+    for (size_t e = 0; e < b.values.size(); ++e)
+        for (size_t k = 0; k < b.frequencies.size(); ++k)
+            worst = std::max(worst, std::abs(a.values[e][k + skipA] - b.values[e][k]));
+    return worst;
+}
+
+class TelegrapherJob : public ::testing::Test {
+protected:
+    bool Generate(const std::string& options)
+    {
+        const std::string command =
+            std::string(VORA_TOOLS_DIR) + "/vora-jobgen " + options + " " + dir.dir() + " >/dev/null 2>&1";
+        return std::system(command.c_str()) == 0;
+    }
+    // Runs vora-telegrapher on the generated job; the largest deviation of its output from
+    // the device, or a negative value when it did not run through.
+    double Deviation(int32_t ports)
+    {
+        const std::string suffix = ".s" + std::to_string(ports) + "p";
+        run = RunGenerated(dir, VORA_TELEGRAPHER_BINARY, "out" + suffix);
+        Series out, device;
+        if (run.status != 0 || !ReadAll(dir.dir() + "out" + suffix, ports, out) ||
+            !ReadAll(dir.dir() + "device" + suffix, ports, device))
+            return -1.0;
+        return LargestDeviation(out, device);
+    }
+    static VoraRun RunGenerated(const TempDir& dir, const std::string& binary, const std::string& output)
+    {
+        return RunVora({"-filepath", dir.dir(), "-in", "job.map", "-out", output}, dir.path(), dir.path(), binary);
+    }
+
+    TempDir dir;
+    VoraRun run;
+};
+
+// With the lines' total series impedance and shunt admittance as arm data, the model is
+// exact: only the 6-digit output format is left.
+TEST_F(TelegrapherJob, SeriesAndShuntDataGiveTheDeviceBack)
+{
+    struct Case {
+        const char* options;
+        int32_t ports;
+    };
+    for (const Case& c : {Case{"--series-shunt --ports 2 --group 1:EP --group 2:EP", 2},  // single lines
+                          Case{"--series-shunt", 4},                                       // two coupled pairs
+                          Case{"--series-shunt --ports 5 --group 1-3:EP --group 5:EP:3m", 5},  // port 4 straight
+                          Case{"--arm ES --fstop 8G", 4}}) {                               // arm S as it stands
+        SCOPED_TRACE(c.options);
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
+        ASSERT_TRUE(Generate(std::string("--points 41 ") + c.options));
+        const double deviation = Deviation(c.ports);
+        EXPECT_GE(deviation, 0.0) << run.log;
+        EXPECT_LT(deviation, 2e-6);
+        EXPECT_NE(run.log.find("TelegraphersEquationsOfTransmissionLines succesffuly. \n"), std::string::npos);
+    }
+}
+
+// On an arm grid between the simulated points the arms are interpolated linearly, so the
+// error falls with the square of the step.
+TEST_F(TelegrapherJob, InterpolationErrorFallsAsTheArmGridGetsFiner)
+{
+    std::vector<double> deviations;
+    for (int points : {11, 21, 41}) {
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
+        ASSERT_TRUE(Generate("--series-shunt --arm-grid offset --fstart 200M --points " + std::to_string(points)));
+        deviations.push_back(Deviation(4));
+        ASSERT_GT(deviations.back(), 1e-5) << points << " points: " << run.log;
+    }
+    EXPECT_LT(deviations[1], deviations[0] / 3.0);
+    EXPECT_LT(deviations[2], deviations[1] / 3.0);
+}
+
+// A simulation from 0 Hz with arm data from its second point on: at 0 Hz every arm is a
+// through, so the output keeps the whole structure's own 0 Hz point.
+TEST_F(TelegrapherJob, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
+{
+    ASSERT_TRUE(Generate("--series-shunt --ports 2 --group 1:EP --group 2:EP --points 11 --fstart 100M --fstop 1.1G"));
+    std::string whole = dir.Read("whole.s2p");
+    const size_t option = whole.find("\n#");
+    ASSERT_NE(option, std::string::npos);
+    whole.insert(whole.find('\n', option + 1) + 1, "0 0.3 0.01 0.7 -0.02 0.7 -0.02 0.3 0.01\n");
+    dir.Write("whole.s2p", whole);
+
+    run = RunGenerated(dir, VORA_TELEGRAPHER_BINARY, "out.s2p");
+    ASSERT_EQ(run.status, 0) << run.log;
+    Series out, device;
+    ASSERT_TRUE(ReadAll(dir.dir() + "out.s2p", 2, out));
+    ASSERT_TRUE(ReadAll(dir.dir() + "device.s2p", 2, device));
+    ASSERT_EQ(out.frequencies.size(), 12u);
+    EXPECT_EQ(out.frequencies[0], 0.0);
+    const std::complex<double> dc[] = {{0.3, 0.01}, {0.7, -0.02}, {0.7, -0.02}, {0.3, 0.01}};
+    for (size_t e = 0; e < 4; ++e) EXPECT_EQ(out.values[e][0], dc[e]) << e;
+    EXPECT_LT(LargestDeviation(out, device, 1), 2e-6);
+    // One line per one-port group at the first and at the last frequency, and no fallback.
+    EXPECT_EQ(Count(run.log, "VORA:  Calibration build with different sampling \n"), 4) << run.log;
+    EXPECT_EQ(Count(run.log, "VORA: error"), 0);
+}
+
+// True short and open data are not the lines' series impedance and shunt admittance; the
+// difference, and so the error, grows with the electrical length.
+TEST_F(TelegrapherJob, TrueShortOpenDataMissMoreAsTheLinesGetLonger)
+{
+    std::vector<double> deviations;
+    for (const char* length : {"1m", "3m", "9m"}) {
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
+        ASSERT_TRUE(Generate(std::string("--points 41 --ports 2 --group 1:EP --group 2:EP --length ") + length));
+        deviations.push_back(Deviation(2));
+        ASSERT_GT(deviations.back(), 2e-5) << length << ": " << run.log;
+    }
+    EXPECT_GT(deviations[1], 5.0 * deviations[0]);
+    EXPECT_GT(deviations[2], 5.0 * deviations[1]);
+}
+
+#endif
 
 }  // namespace
