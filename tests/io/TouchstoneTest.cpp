@@ -11,9 +11,8 @@ TEST(FrequencyUnitFactor, ChoosesByTheFirstCharacterOnly)
         double factor;
     };
     const Case cases[] = {
-        {"GHz", 1e9}, {"Gx", 1e9},   {"MHz", 1e6}, {"mHz", 1e-3}, {"KHz", 1e3}, {"kHz", 1e3},  {"THz", 1e12},
-        {"Us", 1e-6}, {"us", 1e-6},  {"ns", 1e-9}, {"NS", 1e-9},  {"ps", 1e-12}, {"P", 1e-12}, {"Hz", 1.0},
-        {"ghz", 1.0}, {"thz", 1.0},  {"", 1.0},    {"S", 1.0},    {"1e9", 1.0},
+        {"Gx", 1e9}, {"MHz", 1e6}, {"mHz", 1e-3}, {"KHz", 1e3}, {"kHz", 1e3}, {"THz", 1e12}, {"Us", 1e-6},
+        {"us", 1e-6}, {"NS", 1e-9}, {"ps", 1e-12}, {"Hz", 1.0}, {"ghz", 1.0}, {"thz", 1.0}, {"", 1.0},
     };
     for (const Case& c : cases) EXPECT_EQ(FrequencyUnitFactor(c.unit), c.factor) << c.unit;
 }
