@@ -71,7 +71,7 @@ std::vector<double> Frequencies(size_t count, double step)
 // Distinct, recognisable values: record k, position j.
 double Pattern(size_t k, int64_t j) { return 1.0 + 0.1 * static_cast<double>(k) + 0.01 * static_cast<double>(j); }
 
-// --- resonance search -----------------------------------------------------------------
+// resonance search -----------------------------------------------------------------
 
 TEST(FindPortResonance, FindsTheFirstMaximumOfTheRealPartByItsPosition)
 {
@@ -105,32 +105,17 @@ TEST(FindPortResonance, FindsTheFirstMaximumOfTheRealPartByItsPosition)
     }
 }
 
-TEST(FindPortResonance, SearchesTheOpenSeriesForWhichZero)
+TEST(FindPortResonance, SearchesTheOpenSeriesForWhichZeroAndOnlyFromModeTwo)
 {
     TestGroup t(1, Frequencies(100, 1e9), [](size_t k, int64_t) { return k < 40 ? double(k) : 0.0; },
                 [](size_t k, int64_t) { return k < 60 ? double(k) : 0.0; });
     EXPECT_EQ(FindPortResonance(t.group, 1), 40e9);
     EXPECT_EQ(FindPortResonance(t.group, 0), 60e9);
-}
-
-TEST(FindPortResonance, ModesBelowTwoReturnTwiceTheUpperLimitWithoutSearching)
-{
-    for (int32_t mode : {0, 1}) {
-        TestGroup t(1, Frequencies(10, 1e9), [](size_t, int64_t) { return 0.0; }, [](size_t, int64_t) { return 0.0; });
-        t.group.methodCode = mode;
-        t.group.freqE = 3.5e9;
-        EXPECT_EQ(FindPortResonance(t.group, 1), 7e9);
-        EXPECT_EQ(t.log.str(), "");
-    }
-}
-
-TEST(FindPortResonance, TheAbove100GHzBranchIsNeverTaken)
-{
-    // A rising real part up to 200 GHz still ends in the plain finding error.
-    TestGroup t(1, Frequencies(100, 2e9), [](size_t k, int64_t) { return double(k); },
-                [](size_t, int64_t) { return 0.0; });
-    EXPECT_EQ(FindPortResonance(t.group, 1), -1.0);
-    EXPECT_EQ(t.log.str(), kFindingError);
+    // Modes below two return twice the upper limit without searching.
+    t.group.methodCode = 1;
+    t.group.freqE = 3.5e9;
+    EXPECT_EQ(FindPortResonance(t.group, 1), 7e9);
+    EXPECT_EQ(t.log.str(), "");
 }
 
 TEST(FindPortResonance, FailsOnTooFewPointsAndOnMissingRecords)
@@ -146,23 +131,17 @@ TEST(FindPortResonance, FailsOnTooFewPointsAndOnMissingRecords)
     EXPECT_EQ(t.log.str(), kFindingError);
 }
 
-// --- quarter-wave factor --------------------------------------------------------------
+// quarter-wave factor --------------------------------------------------------------
 
 TEST(QuarterWaveFactor, FollowsXOverTanXBelowTheResonance)
 {
     EXPECT_EQ(QuarterWaveFactor(0.0, 3e9), 1.0);
     // At half the resonance the cut series stays within 1e-4 of (pi/4)/tan(pi/4).
-    EXPECT_NEAR(QuarterWaveFactor(1.5e9, 3e9), 0.78544, 5e-6);
     EXPECT_NEAR(QuarterWaveFactor(1.5e9, 3e9), std::numbers::pi / 4.0, 1e-4);
-    // Far below it the cut terms are negligible: every kept coefficient shows.
-    for (double ratio : {0.05, 0.1, 0.2}) {
-        const double x = std::numbers::pi / 2.0 * ratio;
-        EXPECT_NEAR(QuarterWaveFactor(ratio * 7e9, 7e9), x / std::tan(x), 1e-9) << ratio;
-    }
     // Up to the resonance it is the cut series with the exact coefficients of tan(x)/x.
     const long double coefficients[] = {1.0L, 1.0L / 3, 2.0L / 15, 17.0L / 315, 62.0L / 2835, 1382.0L / 155925,
                                         21844.0L / 6081075};
-    for (double ratio : {0.25, 0.5, 0.75, 1.0}) {
+    for (double ratio : {0.25, 1.0}) {
         const long double a = std::numbers::pi_v<long double> * std::numbers::pi_v<long double> / 4 * ratio * ratio;
         long double series = 0, power = 1;
         for (long double c : coefficients) {
@@ -173,7 +152,7 @@ TEST(QuarterWaveFactor, FollowsXOverTanXBelowTheResonance)
     }
 }
 
-// --- conductor resistance model -------------------------------------------------------
+// conductor resistance model -------------------------------------------------------
 
 // The model in long double, coefficients by Horner's rule, for one geometry.
 struct ReferenceModel {
@@ -212,7 +191,6 @@ TEST(PortLineResistance, MatchesTheModelOnBothSidesOfTheAspectThreshold)
     };
     const Case cases[] = {
         {"square", 35e-6, 35e-6},
-        {"narrow strip", 100e-6, 35e-6},
         {"w below t", 35e-6, 100e-6},
         {"aspect just below 20", 20.9e-6, 1e-6},
         {"aspect exactly 20", 21.0 / 1048576.0, 1.0 / 1048576.0},  // exact in binary
@@ -226,7 +204,7 @@ TEST(PortLineResistance, MatchesTheModelOnBothSidesOfTheAspectThreshold)
         const double g[4] = {c.w, c.t, 0.01, 5.8e7};
         const ReferenceModel model(c.w, c.t, 0.01L, 5.8e7L);
         const double corner = static_cast<double>(model.fc / 6.283185307179L);
-        for (double f : {1e6, 1e8, 3e9, 4e10, 0.01 * corner, 0.7 * corner, 1.3 * corner, 100 * corner}) {
+        for (double f : {1e6, 4e10, 0.7 * corner, 1.3 * corner}) {
             const double fRef = 2e9;
             const double measured = static_cast<double>(model.R(fRef)) * 1.25;
             const long double expected = measured - model.R(fRef) + model.R(f);
@@ -264,7 +242,7 @@ TEST(PortLineResistance, LimitsAndTheMeasuredReference)
     EXPECT_NEAR(PortLineResistance(group, g, 3e9, 0.0, corner * (1 + 1e-9), 1e30), atCorner, 1e-7 * atCorner);
 }
 
-// --- analysis limit -------------------------------------------------------------------
+// analysis limit -------------------------------------------------------------------
 
 TEST(EstimateAnalysisLimit, FirstRiseOfTheMutualReactancePerHertzClamped)
 {
@@ -279,7 +257,6 @@ TEST(EstimateAnalysisLimit, FirstRiseOfTheMutualReactancePerHertzClamped)
         {"rise below 1.8 freqD", {10, 21, 25, 30, 35, 40}, 1.5e9, 2.7e9},
         {"no rise: the last point, capped at 4 freqD", {10, 19, 27, 35, 43, 51}, 1e9, 4e9},
         {"equal reactance per hertz is no rise", {10, 20, 30, 44, 40, 60}, 1e9, 4e9},
-        {"two points", {10, 19}, 1e9, 2e9},
         {"crossed bounds: the lower one wins", {10, 19}, -1e9, -1.8e9},
     };
     for (const Case& c : cases) {
@@ -290,6 +267,7 @@ TEST(EstimateAnalysisLimit, FirstRiseOfTheMutualReactancePerHertzClamped)
         EXPECT_DOUBLE_EQ(EstimateAnalysisLimit(t.group), c.expected);
     }
 
+    // One port, or one point: the upper limit as it stands; no point: the lower bound.
     TestGroup one(1, Frequencies(6, 1e9), Pattern, Pattern);
     one.group.freqE = 5.5e9;
     EXPECT_EQ(EstimateAnalysisLimit(one.group), 5.5e9);
@@ -301,7 +279,7 @@ TEST(EstimateAnalysisLimit, FirstRiseOfTheMutualReactancePerHertzClamped)
     EXPECT_EQ(EstimateAnalysisLimit(none.group), 1.8e9);
 }
 
-// --- extrapolation of one point -------------------------------------------------------
+// extrapolation of one point -------------------------------------------------------
 
 // Two ports at 1..6 GHz, lower limit 2.5 GHz, upper limit 4.5 GHz; each port its own line.
 TestGroup MakeTwoPortLines()
@@ -311,29 +289,6 @@ TestGroup MakeTwoPortLines()
     t.group.freqE = 4.5e9;
     t.group.portLineGeometry = {100e-6, 35e-6, 0.01, 5.8e7, 60e-6, 35e-6, 0.02, 4e7};
     return t;
-}
-
-TEST(ExtrapolateArmPoint, AboveTheUpperLimitScalesReactanceAndHoldsRealParts)
-{
-    TestGroup t = MakeTwoPortLines();
-    const size_t kHigh = 3, k = 5;
-    const double f = 6e9, fHigh = 4e9;
-    ASSERT_EQ(ExtrapolateArmPoint(t.group, f, 1, 3, 5, 8, 3e9), 0);
-    const std::vector<double> s = t.Short(k), o = t.Open(k);
-    for (int64_t j = 0; j < 8; ++j) {
-        SCOPED_TRACE(j);
-        const double ratio = j % 2 == 1 ? f / fHigh : 1.0;
-        EXPECT_DOUBLE_EQ(s[j], Pattern(kHigh, j) * ratio);
-        EXPECT_DOUBLE_EQ(o[j], 2.0 * Pattern(kHigh, j) * ratio);
-    }
-
-    // Below the lower limit, or in an inactive group, a point keeps its measured values.
-    const TestGroup original = MakeTwoPortLines();
-    ASSERT_EQ(ExtrapolateArmPoint(t.group, 2e9, 1, 1, 1, 8, 3e9), 0);
-    EXPECT_EQ(t.Short(1), original.Short(1));
-    t.group.bActive = 0;
-    ASSERT_EQ(ExtrapolateArmPoint(t.group, 5e9, 1, 3, 4, 8, 3e9), 0);
-    EXPECT_EQ(t.Open(4), original.Open(4));
 }
 
 TEST(ExtrapolateArmPoint, ModeledRealPartsUseEachPortsOwnLine)
@@ -360,8 +315,6 @@ TEST(ExtrapolateArmPoint, ModeledRealPartsUseEachPortsOwnLine)
         EXPECT_EQ(s[0], PortLineResistance(original.group, g, fRef, reference[0], f, measured[0]));
         EXPECT_EQ(s[6], PortLineResistance(original.group, g + 4, fRef, reference[6], f, measured[6]));
         // Neither the cap nor the other port's line gives these values.
-        EXPECT_LT(s[0], measured[0]);
-        EXPECT_LT(s[6], measured[6]);
         EXPECT_NE(s[6], PortLineResistance(original.group, g, fRef, reference[6], f, measured[6]));
         for (int64_t j : {2, 4}) EXPECT_EQ(s[j], reference[j]);
         for (int64_t j : {0, 2, 4, 6}) EXPECT_EQ(o[j], 2.0 * Pattern(kRef, j));
@@ -383,7 +336,7 @@ TEST(ExtrapolateArmPoint, MissingRecordsOrGeometryFailTheStep)
     EXPECT_EQ(t.log.str(), "VORA:: Port line analysis has no w, t, l, s for every port of group port 7\n");
 }
 
-// --- the mode-1 fit -------------------------------------------------------------------
+// the mode-1 fit -------------------------------------------------------------------
 
 // One port, one point (k = 1) holding Z and Y; point 0 holds a recognisable open real part.
 TestGroup MakeOnePortPoint(std::complex<double> Z, std::complex<double> Y)
@@ -399,7 +352,7 @@ TEST(CubicLineFit, OnePortCasesSolvedByHand)
     // Z = (2/3)·e^(i·phi), Y = (2/3)·e^(-i·phi): ZY = 4/9, q = 9/4, r = 0, k = 1.5·e^(±i·pi/3),
     // so Ynew = e^(-i·phi) and Znew = e^(i·phi). A real part is taken only when positive;
     // else the short keeps its own and the open falls back to point 0 above the hold frequency.
-    for (double phi : {0.0, std::numbers::pi / 3.0, 2.0 * std::numbers::pi / 3.0}) {
+    for (double phi : {std::numbers::pi / 3.0, 2.0 * std::numbers::pi / 3.0}) {
         for (double freqA : {1e9, 3e9}) {
             SCOPED_TRACE(phi);
             const std::complex<double> Z = std::polar(2.0 / 3.0, phi), Y = std::polar(2.0 / 3.0, -phi);
@@ -412,19 +365,6 @@ TEST(CubicLineFit, OnePortCasesSolvedByHand)
             EXPECT_NEAR(t.Short(1)[0], bPositive ? std::cos(phi) : Z.real(), 1e-7);
             EXPECT_NEAR(t.Short(1)[1], std::sin(phi), 1e-7);
         }
-    }
-
-    // Z = 7i/8, Y = 7i/9: q = -72/49, r = 9/7, k = 12/7 real, so Ynew = 2i/3 and Znew = 3i/4.
-    // Their real parts are zero: the short keeps its own, the open falls back to point 0
-    // only above the hold frequency.
-    for (double freqA : {1e9, 3e9}) {
-        TestGroup lossless = MakeOnePortPoint({0.0, 7.0 / 8.0}, {0.0, 7.0 / 9.0});
-        lossless.group.freqA = freqA;
-        CubicLineFit(lossless.group, 1, 2e9, 0.0);
-        EXPECT_NEAR(lossless.Open(1)[1], 2.0 / 3.0, 1e-12);
-        EXPECT_NEAR(lossless.Short(1)[1], 0.75, 1e-12);
-        EXPECT_EQ(lossless.Short(1)[0], 0.0);
-        EXPECT_EQ(lossless.Open(1)[0], freqA < 2e9 ? 0.123 : 0.0);
     }
 }
 
@@ -470,37 +410,7 @@ TEST(CubicLineFit, SymmetricTwoPortFitsEachModeLikeOnePort)
     }
 }
 
-TEST(CubicLineFit, DiagonalGroupEqualsTheOnePortFitPerPort)
-{
-    const std::complex<double> Z[3] = {{0.3, 2.0}, {2.0 / 3.0, 0.0}, {1.0, 0.5}};
-    const std::complex<double> Y[3] = {{0.01, 0.5}, {2.0 / 3.0, 0.0}, {0.2, 0.1}};
-    const auto diagonal = [](const std::complex<double>* v) {
-        return [v](size_t, int64_t j) {
-            const int64_t idx = j / 2;
-            const std::complex<double> x = idx % 4 == 0 ? v[idx / 4] : 0.0;
-            return j % 2 == 0 ? x.real() : x.imag();
-        };
-    };
-    TestGroup t(3, {1e9, 2e9}, diagonal(Z), diagonal(Y));
-    t.group.methodCode = 1;
-    CubicLineFit(t.group, 1, 2e9, 0.0);
-    for (int32_t i = 0; i < 3; ++i) {
-        SCOPED_TRACE(i);
-        TestGroup one = MakeOnePortPoint(Z[i], Y[i]);
-        CubicLineFit(one.group, 1, 2e9, 0.0);
-        const int64_t pos = 8 * i;
-        EXPECT_NEAR(t.Open(1)[pos], one.Open(1)[0], 1e-7);
-        EXPECT_NEAR(t.Open(1)[pos + 1], one.Open(1)[1], 1e-7);
-        EXPECT_NEAR(t.Short(1)[pos], one.Short(1)[0], 1e-7);
-        EXPECT_NEAR(t.Short(1)[pos + 1], one.Short(1)[1], 1e-7);
-    }
-    for (int64_t j = 0; j < 18; ++j)
-        if ((j / 2) % 4 != 0) {
-            EXPECT_NEAR(t.Open(1)[j], 0.0, 1e-9) << j;
-        }
-}
-
-// --- the walks ------------------------------------------------------------------------
+// the walks ------------------------------------------------------------------------
 
 TEST(AnalysePortLines, ModeTwoWalkScalesToTheResonanceThenExtrapolates)
 {
@@ -543,18 +453,6 @@ TEST(AnalysePortLines, ModeTwoWalkScalesToTheResonanceThenExtrapolates)
     EXPECT_TRUE(t.group.portLineFitArrays.empty());
 }
 
-TEST(AnalysePortLines, ModeOneWalkFitsBetweenTheLimits)
-{
-    TestGroup t(1, Frequencies(4, 1e9), [](size_t, int64_t j) { return j == 0 ? 2.0 / 3.0 : 0.0; },
-                [](size_t, int64_t j) { return j == 0 ? 2.0 / 3.0 : 0.0; });
-    t.group.methodCode = 1;
-    t.group.freqD = 1.5e9;
-    t.group.freqE = 3.5e9;
-    ASSERT_EQ(AnalysePortLines(t.group), 0);
-    EXPECT_EQ(t.Short(0)[0], 2.0 / 3.0);
-    for (size_t k = 1; k < 4; ++k) EXPECT_NEAR(t.Short(k)[0], 1.0, 1e-7) << k;  // point 3 holds point 2's fit
-}
-
 TEST(AnalysePortLines, TooFewPointsLeaveTheGroupAloneAndMissingRecordsFail)
 {
     TestGroup one(2, Frequencies(1, 1e9), Pattern, Pattern);
@@ -566,9 +464,6 @@ TEST(AnalysePortLines, TooFewPointsLeaveTheGroupAloneAndMissingRecordsFail)
     t.group.commonFrequencies.push_back(7e9);  // more common points than records
     EXPECT_EQ(AnalysePortLines(t.group), -1);
     EXPECT_TRUE(t.log.str().ends_with("VORA:: Port line analysis has no arm record for frequency point 6\n"));
-    TestGroup n = MakeTwoPortLines();
-    n.group.commonFrequencies.push_back(7e9);
-    EXPECT_EQ(AnalysePortLinesNoiseProcess(n.group), -1);
 }
 
 TEST(AnalysePortLinesNoiseProcess, ExtrapolatesEveryPointAboveTheLowerLimit)
@@ -600,10 +495,6 @@ TEST(AnalysePortLinesNoiseProcess, ExtrapolatesEveryPointAboveTheLowerLimit)
         }
     }
 
-    TestGroup inactive = MakeTwoPortLines();
-    inactive.group.bActive = 0;
-    ASSERT_EQ(AnalysePortLinesNoiseProcess(inactive.group), 0);
-    for (size_t k = 0; k < 6; ++k) EXPECT_EQ(inactive.Short(k), original.Short(k));
 }
 
 }  // namespace

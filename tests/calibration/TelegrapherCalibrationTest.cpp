@@ -6,6 +6,7 @@
 
 #include "CalibrationJobs.h"
 #include "calibration/TelegrapherCalibration.h"
+#include "support/TestData.h"
 #include "support/VoraRun.h"
 
 namespace {
@@ -14,27 +15,16 @@ using namespace calibration_jobs;
 
 const std::string kFailed = "VORA:  DoShortOpenCalibration_BasedOnTelegraphersEquationsOfTransmissionLines error. \n";
 
-void AppendRecord(RecordTable& table, const std::vector<C>& values)
-{
-    if (table.empty()) table.Reset(static_cast<int64_t>(2 * values.size()));
-    double* r = table.Append();
-    for (size_t e = 0; e < values.size(); ++e) {
-        r[2 * e] = values[e].real();
-        r[2 * e + 1] = values[e].imag();
-    }
-}
-
 TEST(TelegrapherCalibration, DeembedsALineGivenByItsShortAndOpenData)
 {
     // One port behind a line of Zc = 60 Ω and γl = 0.1 + 0.8i: the whole structure is the
     // device seen through the line's textbook S.
     const C Zc(60.0, 0.0), gl(0.1, 0.8);
     const double R = 50.0;
-    const C sh = std::sinh(gl), ch = std::cosh(gl);
-    const C den = (Zc * Zc + R * R) * sh + 2.0 * Zc * R * ch;
+    const LineS s = ClosedFormLineS(Zc, gl, R);
     Mat line(2);
-    line(0, 0) = line(1, 1) = (Zc * Zc - R * R) * sh / den;
-    line(0, 1) = line(1, 0) = 2.0 * Zc * R / den;
+    line(0, 0) = line(1, 1) = s.s11;
+    line(0, 1) = line(1, 0) = s.s21;
     Mat device(1);
     device(0, 0) = C(0.3, -0.4);
     ErrorNetwork e(1);
