@@ -5,6 +5,7 @@
 
 #include <regex>
 
+#include "support/TestData.h"
 #include "support/VoraRun.h"
 
 namespace {
@@ -26,61 +27,47 @@ std::string Echo(const std::vector<std::string>& args)
     return echo + "\n";
 }
 
-TEST(CommandLine, NoArgumentsPrintsTheUsage)
-{
-    TempDir work;
-    VoraRun run = RunVora({}, work.path(), work.path());
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, kUsage);
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.logCount, 1);  // in "./", the working directory
-    EXPECT_EQ(run.log, kStarted);
-}
-
-TEST(CommandLine, VersionRequestPrintsOnlyTheVersionLine)
-{
-    for (const char* v : {"-v", "-V"}) {
-        TempDir work;
-        VoraRun run = RunVora({v}, work.path(), work.path());
-        EXPECT_EQ(run.status, 0);
-        EXPECT_TRUE(std::regex_match(run.out, std::regex("\\d+\\.\\d+\\.\\d+\\.\\d+\\.\\d+   \\d{3}\n"))) << run.out;
-        EXPECT_EQ(run.err, "");
-        EXPECT_EQ(run.logCount, 1);
-        EXPECT_EQ(run.log, kStarted);
-    }
-}
-
-TEST(CommandLine, OneOtherArgumentIsTooFew)
-{
-    TempDir work;
-    VoraRun run = RunVora({"-x"}, work.path(), work.path());
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, kTooFew + kUsage);
-    EXPECT_EQ(run.log, kStarted + Echo({"-x"}) + kTooFew);
-}
-
-TEST(CommandLine, GrammarErrorsFailTheRun)
+TEST(CommandLine, ConsoleStatusAndLogOfEachKindOfCommandLine)
 {
     TempDir job;
     const std::string d = job.dir();
+    const std::string kFailedOption = "VORA:  Command line option error.\n";
+    const std::vector<std::string> tooFewGeneralized = {"GeneralizedSparam", "-filepath", d, "-inputsfile1", "a.s2p",
+                                                        "-inputsfile2", "b.s2p"};
+    const std::vector<std::string> misordered = {"a.map", "-filepath", d, "-in", "x", "-out", "y"};
+    const std::vector<std::string> extra = {"-filepath", d, "-in", "m.map", "-out", "o.s2p", "-extra"};
+    const std::vector<std::string> unsupported = {"-filepath", d, "-in", "m.map", "-OUT", "o.s2p", "-xyz", "v"};
     struct Case {
         std::vector<std::string> args;
-        std::string message;
+        int status;
+        std::string out, log;  // log "": not compared (the version run)
     } cases[] = {
-        {{"a.map", "-filepath", d, "-in", "x", "-out", "y"}, "VORA: command line contains incorrect order. \n"},
-        {{"-filepath", d, "-in", "m.map", "-out", "o.s2p", "-extra"},
-         "VORA: command line contains incorrect syntax. \n"},
-        {{"-filepath", d, "-in", "m.map", "-OUT", "o.s2p", "-xyz", "v"},
-         "VORA: command line contains unsupported syntax. \n"},
+        {{}, 0, kUsage, kStarted},
+        {{"-x"}, 0, kTooFew + kUsage, kStarted + Echo({"-x"}) + kTooFew},
+        {tooFewGeneralized, 0, kTooFew + kUsage, kStarted + Echo(tooFewGeneralized) + kTooFew},
+        {misordered, kFailed, "",
+         kStarted + Echo(misordered) + "VORA: command line contains incorrect order. \n" + kFailedOption},
+        {extra, kFailed, "", kStarted + Echo(extra) + "VORA: command line contains incorrect syntax. \n" + kFailedOption},
+        {unsupported, kFailed, "",
+         kStarted + Echo(unsupported) + "VORA: command line contains unsupported syntax. \n" + kFailedOption},
     };
     for (const Case& c : cases) {
-        VoraRun run = RunVora(c.args, job.path(), job.path());
-        SCOPED_TRACE(c.message);
-        EXPECT_EQ(run.status, kFailed);
-        EXPECT_EQ(run.out, "");
-        EXPECT_EQ(run.log, kStarted + Echo(c.args) + c.message + "VORA:  Command line option error.\n");
-        for (const auto& entry : std::filesystem::directory_iterator(job.path())) std::filesystem::remove(entry);
+        SCOPED_TRACE(c.log);
+        const VoraRun run = RunVora(c.args, job.path(), job.path());
+        EXPECT_EQ(run.status, c.status);
+        EXPECT_EQ(run.out, c.out);
+        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(run.logCount, 1);  // every run writes its own log: removed before the next
+        EXPECT_EQ(run.log, c.log);
+        ClearDirectory(job.path());
     }
+    for (const char* v : {"-v", "-V"}) {
+        const VoraRun run = RunVora({v}, job.path(), job.path());
+        EXPECT_EQ(run.status, 0);
+        EXPECT_TRUE(std::regex_match(run.out, std::regex("\\d+\\.\\d+\\.\\d+\\.\\d+\\.\\d+   \\d{3}\n"))) << run.out;
+        EXPECT_EQ(run.log, kStarted);
+    }
+    EXPECT_EQ(RunVora({"-v"}, job.path(), job.path()).logCount, 3);
 }
 
 TEST(CommandLine, UnopenableLogFailsOnTheConsole)
@@ -91,25 +78,6 @@ TEST(CommandLine, UnopenableLogFailsOnTheConsole)
     EXPECT_EQ(run.status, kFailed);
     EXPECT_EQ(run.out, "VORA:  cannot open log file. \n");
     EXPECT_EQ(run.logCount, 0);
-}
-
-TEST(CommandLine, EveryRunWritesItsOwnLog)
-{
-    TempDir job;
-    for (int i = 0; i < 2; ++i) RunVora({"-filepath", job.dir(), "-in", "m.map", "-bad", "o"}, job.path(), job.path());
-    VoraRun run = RunVora({"-v"}, job.path(), job.path());
-    EXPECT_EQ(run.logCount, 3);
-}
-
-TEST(CommandLine, GeneralizedModeNeedsNineArguments)
-{
-    TempDir job;
-    const std::vector<std::string> args = {"GeneralizedSparam", "-filepath", job.dir(), "-inputsfile1", "a.s2p",
-                                           "-inputsfile2", "b.s2p"};
-    VoraRun run = RunVora(args, job.path(), job.path());
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, kTooFew + kUsage);
-    EXPECT_EQ(run.log, kStarted + Echo(args) + kTooFew);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <sstream>
 
+#include "support/TestData.h"
 #include "support/VoraRun.h"
 
 namespace {
@@ -60,7 +61,7 @@ TEST(Run, MapFileProblemsEndTheRunAfterTheCommandLine)
         EXPECT_EQ(run.status, kFailed);
         EXPECT_EQ(run.out, "");
         EXPECT_EQ(run.log, Head(c.args) + c.reason + "VORA:  Reading map file error. \n");
-        for (const auto& entry : std::filesystem::directory_iterator(job.path())) std::filesystem::remove(entry);
+        ClearDirectory(job.path());
     }
 }
 

@@ -10,11 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "support/GeneratedJobs.h"
+#include "support/TestData.h"
 #include "support/VoraRun.h"
-#if __has_include("jobgen/JobWriter.h")
-#define VORA_TELEGRAPHER_WITH_JOBGEN 1
-#include "plot/TouchstoneData.h"
-#endif
 
 namespace {
 
@@ -89,19 +87,6 @@ TEST(Telegrapher, AFailingSecondGroupStopsBeforeTheThird)
     EXPECT_EQ(Count(run.log, "VORA:  Preprocess and Calibrate succesffuly."), 1);
 }
 
-// The map reader refuses a job without arm lines, so the path's own no-group failure (the
-// calibration build's) cannot be reached from a map file.
-TEST(Telegrapher, AJobWithoutGroupsFailsBeforeTheCalibration)
-{
-    TempDir dir;
-    WriteThreeGroupJob(dir);
-    dir.Write("job.map", "NP 3\nNC 0\nWS whole.s3p\n");
-    const VoraRun run = RunJob(dir, VORA_TELEGRAPHER_BINARY);
-    EXPECT_EQ(run.status, kFailed);
-    EXPECT_EQ(Count(run.log, "VORA:: There is no port calibration due to no specify Nc\n"), 1) << run.log;
-    for (const std::string& line : kPathLines) EXPECT_EQ(Count(run.log, line), 0) << line;
-}
-
 TEST(Telegrapher, TheShippedProgramNeverTakesThePath)
 {
     TempDir dir;
@@ -120,47 +105,16 @@ TEST(Telegrapher, TheShippedProgramNeverTakesThePath)
     EXPECT_EQ(Count(other.log, "VORA:  Calibration  analysis is done succesffuly. \n"), 1) << other.log;
 }
 
-#ifdef VORA_TELEGRAPHER_WITH_JOBGEN
+#ifdef VORA_TESTS_WITH_JOBGEN
 
 // Generated jobs: arms of coupled lossy lines around a known device (device.sNp).
-
-struct Series {
-    std::vector<double> frequencies;
-    std::vector<std::vector<std::complex<double>>> values;  // [entry][frequency]
-};
-
-bool ReadAll(const std::string& path, int32_t ports, Series& series)
-{
-    std::string all;
-    for (int32_t i = 1; i <= ports; ++i)
-        for (int32_t j = 1; j <= ports; ++j) all += (all.empty() ? "S" : ",S") + std::to_string(i) + std::to_string(j);
-    std::vector<MatrixEntry> entries;
-    TouchstoneSeries read;
-    if (!ParseEntries(all, ports, entries).empty() || !ReadTouchstoneSeries(path, ports, entries, read).empty())
-        return false;
-    series.frequencies = read.frequencies;
-    series.values = read.values;
-    return true;
-}
-
-// Largest |a - b| over all entries, comparing a's records from `skipA` on with b's.
-double LargestDeviation(const Series& a, const Series& b, size_t skipA = 0)
-{
-    if (a.frequencies.size() != b.frequencies.size() + skipA || a.values.size() != b.values.size()) return 1e9;
-    double worst = 0.0;
-    for (size_t e = 0; e < b.values.size(); ++e)
-        for (size_t k = 0; k < b.frequencies.size(); ++k)
-            worst = std::max(worst, std::abs(a.values[e][k + skipA] - b.values[e][k]));
-    return worst;
-}
 
 class TelegrapherJob : public ::testing::Test {
 protected:
     bool Generate(const std::string& options)
     {
-        const std::string command =
-            std::string(VORA_TOOLS_DIR) + "/vora-jobgen " + options + " " + dir.dir() + " >/dev/null 2>&1";
-        return std::system(command.c_str()) == 0;
+        ClearDirectory(dir.path());
+        return GenerateJob(options, dir.dir());
     }
     // Runs vora-telegrapher on the generated job; the largest deviation of its output from
     // the device, or a negative value when it did not run through.
@@ -168,11 +122,7 @@ protected:
     {
         const std::string suffix = ".s" + std::to_string(ports) + "p";
         run = RunGenerated(dir, VORA_TELEGRAPHER_BINARY, "out" + suffix);
-        Series out, device;
-        if (run.status != 0 || !ReadAll(dir.dir() + "out" + suffix, ports, out) ||
-            !ReadAll(dir.dir() + "device" + suffix, ports, device))
-            return -1.0;
-        return LargestDeviation(out, device);
+        return run.status != 0 ? -1.0 : DeviationFromDevice(dir.dir(), ports, "out" + suffix);
     }
     static VoraRun RunGenerated(const TempDir& dir, const std::string& binary, const std::string& output)
     {
@@ -196,7 +146,6 @@ TEST_F(TelegrapherJob, SeriesAndShuntDataGiveTheDeviceBack)
                           Case{"--series-shunt --ports 5 --group 1-3:EP --group 5:EP:3m", 5},  // port 4 straight
                           Case{"--arm ES --fstop 8G", 4}}) {                               // arm S as it stands
         SCOPED_TRACE(c.options);
-        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
         ASSERT_TRUE(Generate(std::string("--points 41 ") + c.options));
         const double deviation = Deviation(c.ports);
         EXPECT_GE(deviation, 0.0) << run.log;
@@ -211,7 +160,6 @@ TEST_F(TelegrapherJob, InterpolationErrorFallsAsTheArmGridGetsFiner)
 {
     std::vector<double> deviations;
     for (int points : {11, 21, 41}) {
-        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
         ASSERT_TRUE(Generate("--series-shunt --arm-grid offset --fstart 200M --points " + std::to_string(points)));
         deviations.push_back(Deviation(4));
         ASSERT_GT(deviations.back(), 1e-5) << points << " points: " << run.log;
@@ -233,9 +181,9 @@ TEST_F(TelegrapherJob, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
 
     run = RunGenerated(dir, VORA_TELEGRAPHER_BINARY, "out.s2p");
     ASSERT_EQ(run.status, 0) << run.log;
-    Series out, device;
-    ASSERT_TRUE(ReadAll(dir.dir() + "out.s2p", 2, out));
-    ASSERT_TRUE(ReadAll(dir.dir() + "device.s2p", 2, device));
+    TouchstoneSeries out, device;
+    ASSERT_TRUE(ReadAllEntries(dir.dir() + "out.s2p", 2, out));
+    ASSERT_TRUE(ReadAllEntries(dir.dir() + "device.s2p", 2, device));
     ASSERT_EQ(out.frequencies.size(), 12u);
     EXPECT_EQ(out.frequencies[0], 0.0);
     const std::complex<double> dc[] = {{0.3, 0.01}, {0.7, -0.02}, {0.7, -0.02}, {0.3, 0.01}};
@@ -252,7 +200,6 @@ TEST_F(TelegrapherJob, TrueShortOpenDataMissMoreAsTheLinesGetLonger)
 {
     std::vector<double> deviations;
     for (const char* length : {"1m", "3m", "9m"}) {
-        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
         ASSERT_TRUE(Generate(std::string("--points 41 --ports 2 --group 1:EP --group 2:EP --length ") + length));
         deviations.push_back(Deviation(2));
         ASSERT_GT(deviations.back(), 2e-5) << length << ": " << run.log;
