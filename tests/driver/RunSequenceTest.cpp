@@ -148,48 +148,29 @@ TEST_F(RunSequence, DeembeddingFailureTests)
         std::string expected = Head();
         for (int k = 0; k < c.readingStepsPassed; ++k) expected += successLines[k];
         EXPECT_EQ(Log(), expected + c.tail);
+        // A failure drops the output the steps left buffered.
+        EXPECT_EQ(dir.Read("o.s2p"), c.status == 0 ? "! header\n1 0 0\n" : "");
         for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
     }
-}
-
-TEST_F(RunSequence, FailureDropsOutputThatWasNotWrittenYet)
-{
-    fake.calibration = -1;
-    EXPECT_EQ(RunDeembedding(), -1);
-    EXPECT_TRUE(dir.Exists("o.s2p"));
-    EXPECT_EQ(dir.Read("o.s2p"), "");
-    EXPECT_TRUE(Log().ends_with("VORA:  Program fails.\n"));
 }
 
 TEST_F(RunSequence, CommandLineErrorStopsBeforeTheSteps)
 {
     EXPECT_EQ(Run({"vora", "-filepath", dir.dir(), "-in", "m.map", "-bad", "o"}), -1);
     EXPECT_EQ(fake.calls, "");
-    EXPECT_EQ(Log(), "VORA:  Program started.\nVORA:  Command Line: vora -filepath " + dir.dir() +
-                         " -in m.map -bad o \nVORA: command line contains unsupported syntax. \n"
-                         "VORA:  Command line option error.\n");
+    EXPECT_TRUE(Log().ends_with("VORA:  Command line option error.\n"));
 }
 
-TEST_F(RunSequence, GeneralizedModeLogsItsOwnResultLines)
-{
-    EXPECT_EQ(RunGeneralizedMode(), 0);
-    EXPECT_EQ(fake.calls, "twoFiles generalized ");
-    EXPECT_EQ(fake.sFile1, "a.s2p");
-    EXPECT_EQ(fake.sFile2, "b.s2p");
-    EXPECT_EQ(Log(), "VORA:  Program started.\nVORA:  Command Line: vora GENERALIZEDSPARAM -filepath " + dir.dir() +
-                         " -inputsfile1 a.s2p -inputsfile2 b.s2p -out g.txt \n"
-                         "VORA:  Command line option successfully.\n"
-                         "VORA:  Reading the two Sparam files successfully. \n"
-                         "VORA:  Calculate Generalized Sparam successfully completed.\n");
-}
-
-TEST_F(RunSequence, GeneralizedFailureTests)
+TEST_F(RunSequence, GeneralizedModeResultLines)
 {
     struct Case {
         int32_t twoFiles, generalized;
         int status;
         std::string calls, tail;
     } cases[] = {
+        {0, 0, 0, "twoFiles generalized ",
+         "VORA:  Command line option successfully.\nVORA:  Reading the two Sparam files successfully. \n"
+         "VORA:  Calculate Generalized Sparam successfully completed.\n"},
         {-2, 0, 0, "twoFiles generalized ", "VORA:  Calculate Generalized Sparam successfully completed.\n"},
         {-1, 0, -1, "twoFiles ", "VORA:  Reading the two Sparam files error. \n"},
         {0, -7, -1, "twoFiles generalized ", "VORA:  Calculate Generalized Sparam fails.\n"},
@@ -204,6 +185,7 @@ TEST_F(RunSequence, GeneralizedFailureTests)
         EXPECT_EQ(fake.calls, c.calls);
         const std::string log = Log();
         EXPECT_TRUE(log.ends_with(c.tail)) << log;
+        EXPECT_EQ(fake.sFile1 + fake.sFile2, "a.s2pb.s2p");
         for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
     }
 }
