@@ -132,32 +132,6 @@ TEST(CalibrationBuild, FitsDifferentlySampledArmsToTheSimulatedFrequencies)
     }
 }
 
-// Arm files normally run upwards; any other order is searched in list order: the first
-// point within 0.1 Hz, the last point below and the first point above in the list.
-TEST(CalibrationBuild, UnorderedGroupPointsAreSearchedInListOrder)
-{
-    TestJob t;
-    const std::vector<Mat> arms = {Arm(1, 1), Arm(1, 2), Arm(1, 3), Arm(1, 4)};
-    const std::vector<double> points = {3e9, 1e9, 2e9, 1e9 + 0.08};
-    const std::vector<double> simulated = {1.5e9, 1e9 + 0.04, 2.5e9};
-    // 1.5 GHz: last below is 1e9+0.08 (index 3), first above 3e9 (index 0); 1e9+0.04 Hz
-    // matches index 1 before index 3; 2.5 GHz: last below 1e9+0.08, first above 3e9.
-    const std::vector<Mat> used = {Lerp(arms[3], arms[0], (1.5e9 - (1e9 + 0.08)) / (3e9 - (1e9 + 0.08))), arms[1],
-                                   Lerp(arms[3], arms[0], (2.5e9 - (1e9 + 0.08)) / (3e9 - (1e9 + 0.08)))};
-    std::vector<Mat> whole, device;
-    for (size_t k = 0; k < simulated.size(); ++k) {
-        ErrorNetwork e(1);
-        PlaceArm(e, {0}, used[k]);
-        device.push_back(Pattern(1, 0.5, 50 + static_cast<unsigned>(k)));
-        whole.push_back(Embed(device.back(), e));
-    }
-    SetWhole(t.job, simulated, whole);
-    AddGroup(t.job, {1}, points, arms);
-    ASSERT_EQ(CalibrationBuild(t.job), 0);
-    for (size_t k = 0; k < simulated.size(); ++k)
-        EXPECT_LT(MaxDifference(Output(t.job, static_cast<int>(k)), device[k]), 1e-12) << "k=" << k;
-}
-
 // In a multi-port group the through is [[0, I], [I, 0]]: ports of the group are not
 // coupled through it, and it is the lower point below the first group frequency.
 TEST(CalibrationBuild, MultiPortGroupFallsBackToTheThroughOfItsPorts)

@@ -76,11 +76,6 @@ struct TestJob {
     std::string Output() const { return ReadFileText(dir.path() / "out.s4p"); }
 };
 
-// Even/odd mode line parameters of a symmetric coupled pair (or one line: even only).
-struct ModalLine {
-    double Zeven, thetaEven, Zodd, thetaOdd;
-};
-
 }  // namespace
 
 // Kind 0, one port: an ideal lossless line must come back as its textbook S matrix, by
@@ -115,8 +110,8 @@ TEST(SymmetricGeometryCalibration, OnePortOpenShortGivesTheIdealLineS)
 }
 
 // Kind 2: from O = a + b(I - a)^-1 b and H = a - b(I + a)^-1 b the iteration must return
-// the arm's a and b (commuting here, so the modal values give O and H by hand); a one-port
-// arm goes through the scalar and the matrix path.
+// the arm's a and b (commuting here, so the modal values give O and H by hand); the
+// one-port scalar path is run by the whole-run test.
 TEST(SymmetricGeometryCalibration, ReflectionIterationRecoversEndReflectionAndTransmission)
 {
     struct Arm {
@@ -136,20 +131,6 @@ TEST(SymmetricGeometryCalibration, ReflectionIterationRecoversEndReflectionAndTr
         EXPECT_LT(MaxDifference(g.vdcm_Sbb[0], FromModes(arm.aEven, arm.aOdd)), 1e-12);
         EXPECT_LT(MaxDifference(g.vdcm_Sab[0], FromModes(arm.bEven, arm.bOdd)), 1e-12);
         EXPECT_LT(MaxDifference(g.vdcm_Sba[0], FromModes(arm.bEven, arm.bOdd)), 1e-12);
-
-        TestJob t1(1, {1e9});
-        CalibrationGroup& g1 = t1.AddGroup(2, {1});
-        dcm O(1), H(1);
-        O(0, 0) = open(arm.aOdd, arm.bOdd);
-        H(0, 0) = shorted(arm.aOdd, arm.bOdd);
-        AppendRecord(g1.openValues, O);
-        AppendRecord(g1.shortValues, H);
-        InitGroupWork(g1);
-        ASSERT_TRUE(DeriveArmSParameters(g1));
-        for (Complex v : {g1.vc_Saa[0], g1.vc_Sbb[0], g1.vdcm_Saa[0](0, 0), g1.vdcm_Sbb[0](0, 0)})
-            EXPECT_NEAR(std::abs(v - arm.aOdd), 0.0, 1e-12);
-        for (Complex v : {g1.vc_Sab[0], g1.vc_Sba[0], g1.vdcm_Sab[0](0, 0), g1.vdcm_Sba[0](0, 0)})
-            EXPECT_NEAR(std::abs(v - arm.bOdd), 0.0, 1e-12);
     }
 }
 
@@ -239,37 +220,6 @@ TEST(SymmetricGeometryCalibration, DeembedsAKnownDeviceThroughTheWholeRun)
               "VORA:  DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines "
               "succesffuly. \n");
     EXPECT_TRUE(job.calibrationGroups[0].vdcm_Saa.empty()) << "work data released";
-}
-
-// Kind 1: the arm S file's 2n x 2n record splits into its end blocks, rows and columns
-// 0..n-1 at end a; between file points the record is interpolated first.
-TEST(SymmetricGeometryCalibration, ArmSFileSplitsIntoEndBlocks)
-{
-    for (int32_t n : {1, 2}) {
-        TestJob t(n, {1e9});
-        std::vector<int32_t> ports;
-        for (int32_t i = n; i >= 1; --i) ports.push_back(i);
-        CalibrationGroup& g = t.AddGroup(1, ports);
-        g.shortFrequencies = g.openFrequencies = {0.5e9, 1.5e9};
-        dcm S0(2 * n), S1(2 * n);
-        for (int32_t r = 0; r < 2 * n; ++r)
-            for (int32_t c = 0; c < 2 * n; ++c) {
-                S0(r, c) = Complex(10 * r + c, -1.0);
-                S1(r, c) = Complex(10 * r + c + 2.0, 3.0);  // midpoint: (10r + c + 1, 1)
-            }
-        AppendRecord(g.shortValues, S0);
-        AppendRecord(g.shortValues, S1);
-        InitGroupWork(g);
-        ASSERT_TRUE(DeriveArmSParameters(g));
-        for (int32_t i = 0; i < n; ++i)
-            for (int32_t jj = 0; jj < n; ++jj) {
-                EXPECT_EQ(g.vdcm_Saa[0](i, jj), Complex(10 * i + jj + 1, 1));
-                EXPECT_EQ(g.vdcm_Sab[0](i, jj), Complex(10 * i + (n + jj) + 1, 1));
-                EXPECT_EQ(g.vdcm_Sba[0](i, jj), Complex(10 * (n + i) + jj + 1, 1));
-                EXPECT_EQ(g.vdcm_Sbb[0](i, jj), Complex(10 * (n + i) + (n + jj) + 1, 1));
-            }
-        if (n == 1) EXPECT_EQ(g.vc_Sab[0], Complex(2, 1));
-    }
 }
 
 // Ports outside every group pass through; a port named by two groups keeps the later one.
