@@ -211,7 +211,6 @@ TEST_F(ArmFilesTest, ExtendedGroupsEndWithThePortLineAnalysis)
         {kOneLine + "EP 1 1 o s", "# GHz Z RI R 50\n", 1, 1, {"resonance 1", "resonance 0", "noise"}},
         {"ER 1\nNP 1 1e-4 3.5e-5 1e-4 5.8e7\nNC 1\nWS whole.sNp\nEP 1 1 o s", "# GHz Z RI R 50\n", 1, 1,
          {"resonance 1", "resonance 0", "plain"}},
-        {kOneLine + "ED 1 1 o s", "# GHz S RI R 50\n", 1, 1, {"noise"}},
         {kOneLine + "ES 1 1 s", "# GHz S RI R 50\n", 1, 2, {}},
         {"NP 1\nNC 1\nWS whole.sNp\nEP 1 o s", "# GHz Z RI R 50\n", 2, 1, {}},  // the Nvpl form is not analysed
     };
