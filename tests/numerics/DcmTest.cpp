@@ -59,20 +59,6 @@ TEST(Dcm, SmithDivisionAvoidsOverflowAndFollowsTheSpecialCases)
     }
 }
 
-TEST(Dcm, InverseAndProduct)
-{
-    const int32_t n = 5;
-    const dcm A = FromArray(n, RandomArray(n, 45, 1.0));
-    dcm Ainv, P;
-    ASSERT_TRUE(Inverse(A, Ainv));
-    Multiply(A, Ainv, P);
-    const double tolerance = 16 * n * kEpsilon * NormInf(n, A.data) * NormInf(n, Ainv.data);
-    EXPECT_LT(DistanceFromIdentity(n, P.data), tolerance);
-
-    const dcm singular = FromArray(2, {{1, 1}, {2, 2}, {-1, 0}, {-2, 0}});
-    EXPECT_FALSE(Inverse(singular, Ainv));
-}
-
 TEST(Dcm, MatrixSqrtIsThePrincipalRoot)
 {
     // Upper triangular with eigenvalues 4 and 9: the principal root is [[2, 0.2], [0, 3]].

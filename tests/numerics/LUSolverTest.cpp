@@ -90,27 +90,6 @@ TEST(LUSolver, PermutationsSwapRowsAndFlipTheParity)
     }
 }
 
-TEST(LUSolver, BackSubstitutionSkipsLeadingZerosOfTheRightHandSide)
-{
-    const int32_t n = 4;
-    const std::vector<Complex> A = RandomArray(n, 400, 1.0);
-    RowMatrix m(n, A);
-    std::vector<int32_t> indx(n);
-    double d = 0.0;
-    LUDCMP(m.rows.data(), n, indx.data(), d);
-    for (int32_t first = 0; first < n; ++first) {
-        std::vector<Complex> b(n, 0.0);
-        for (int32_t i = first; i < n; ++i) b[i] = Complex(i + 1, -i);
-        std::vector<Complex> x = b;
-        LUBKSB(m.rows.data(), n, indx.data(), x.data());
-        for (int32_t i = 0; i < n; ++i) {
-            Complex Ax = 0.0;
-            for (int32_t j = 0; j < n; ++j) Ax += A[i * n + j] * x[j];
-            EXPECT_LT(std::abs(Ax - b[i]), 1e-13) << "first=" << first << " row " << i;
-        }
-    }
-}
-
 TEST(LUSolver, ZeroRowIsReportedOnStandardErrorAndTheRunGoesOn)
 {
     RowMatrix m(2, {1, 2, 0, 0});
