@@ -236,6 +236,11 @@ TEST(RealToolInputs, BrokenJobsEndWithTheProgramsOwnMessages)
          [](const TempDir&, JobFiles& f, std::vector<std::string>&) { f.shortArm = CutInsideLastRecord(f.shortArm) + "\n"; },
          mapRead + "VORA:  Reading whole structure file successfully. \n" +
              ArmsFailed("VORA:  Reading a line of Short Z File or Arm S File error \n")},
+        {"short arm value beyond the double range",
+         [](const TempDir&, JobFiles& f, std::vector<std::string>&) { f.shortArm = Replace(f.shortArm, "\n1 0.5", "\n1 1e400"); },
+         "VORA:  Update_vdcm_Sout_ForAllFrequencies_Swhole error. \n"
+         "VORA:  DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines error. \n"
+         "VORA:  Program fails.\n"},
         {"open arm ends inside a record, without a line feed",
          [](const TempDir&, JobFiles& f, std::vector<std::string>&) { f.open = CutInsideLastRecord(f.open); },
          mapRead + "VORA:  Reading whole structure file successfully. \n" +
@@ -312,8 +317,18 @@ TEST(RealToolInputs, GeneralizedModeReportsBrokenFiles)
          "VORA:  Reading a line of S File 1 error \n" + failed},
         {"output cannot be created", twoPort, false, "no/such/dir/g.txt",
          "VORA:: Could not generate output file <dir>no/such/dir/g.txt\n" + failed},
+        // A zero S21 (found by fuzzing: the eigenvalue solver never returned on the
+        // infinite transfer matrix) and a number beyond the double range.
+        {"zero S21 at the second point",
+         "# GHz S RI R 50\n1 0.1 0 0.9 0 0.9 0 0.1 0\n2 0.1 0 0 0 0 0 0.1 0\n3 0.1 0 0.9 0 0.9 0 0.1 0\n", false, "g.txt",
+         "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: the matrix is not finite at "
+         "frequency id : 2\nVORA:  Calculate Generalized Sparam fails.\n"},
+        {"S11 beyond the double range", Replace(twoPort, "\n1 0.1", "\n1 1e400"), false, "g.txt",
+         "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: the matrix is not finite at "
+         "frequency id : 1\nVORA:  Calculate Generalized Sparam fails.\n"},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
         TempDir dir;
         if (c.bFile1IsDirectory)
             std::filesystem::create_directory(dir.path() / "a.s2p");
@@ -326,6 +341,7 @@ TEST(RealToolInputs, GeneralizedModeReportsBrokenFiles)
         const std::string tail = Replace(c.logTail, "<dir>", dir.dir());
         EXPECT_EQ(run.status, kFailed) << c.name;
         EXPECT_EQ(run.log.substr(run.log.size() - std::min(run.log.size(), tail.size())), tail) << c.name << "\n" << run.log;
+        EXPECT_EQ(run.out, "");  // nothing from the solver on the console
     }
 }
 
