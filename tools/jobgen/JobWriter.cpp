@@ -170,7 +170,7 @@ std::string JobBuilder::Run()
                                        ": --series-shunt writes lumped Z'l and Y'l; the result is approximate");
         report_.analysisLimits.push_back(limit);
     }
-    if (spec_.armGrid == ArmGrid::Offset)
+    if (spec_.armGrid == ArmGrid::Offset || spec_.armGrid == ArmGrid::Shifted)
         report_.warnings.push_back("offset arm grid: the engine interpolates arm data linearly; the result is approximate");
     return "";
 }
@@ -346,6 +346,15 @@ std::vector<double> ArmGrid(const JobSpec& spec, const std::vector<double>& whol
     if (spec.armGrid == ArmGrid::Offset) {
         for (size_t i = 0; i <= count; ++i)
             grid.push_back(CleanGridValue(whole.front() + (static_cast<double>(i) - 0.5) * step));
+        return grid;
+    }
+    if (spec.armGrid == ArmGrid::Shifted) {
+        // Every whole point lies a third of an arm step above an arm point, never on one and
+        // never midway, so interpolation weights that were swapped would show.
+        const size_t k = static_cast<size_t>(spec.shiftedFactor);
+        const double armStep = step / static_cast<double>(k);
+        for (size_t i = 0; i <= k * (count - 1) + 1; ++i)
+            grid.push_back(CleanGridValue(whole.front() + (static_cast<double>(i) - 1.0 / 3.0) * armStep));
         return grid;
     }
     const size_t k = static_cast<size_t>(spec.fineFactor);
