@@ -1,0 +1,292 @@
+// Physics of the job generator: the arm and device data it writes must be right, since the
+// engine's end-to-end tests take them as the truth.
+#if __has_include("jobgen/LineModel.h")
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "jobgen/Device.h"
+#include "jobgen/Embedding.h"
+#include "jobgen/LineModel.h"
+#include "numerics/ComplexArrays.h"
+
+namespace {
+
+double MaxDifference(const dcm& A, const dcm& B)
+{
+    double worst = 0.0;
+    for (size_t i = 0; i < A.Size(); ++i) worst = std::max(worst, std::abs(A.data[i] - B.data[i]));
+    return worst;
+}
+
+double MaxAsymmetry(const dcm& A)
+{
+    double worst = 0.0;
+    for (int32_t i = 0; i < A.n; ++i)
+        for (int32_t j = 0; j < A.n; ++j) worst = std::max(worst, std::abs(A(i, j) - A(j, i)));
+    return worst;
+}
+
+dcm FullArmS(const ArmBlocks& arm)
+{
+    const int32_t p = arm.Saa.n;
+    dcm S(2 * p);
+    for (int32_t i = 0; i < p; ++i)
+        for (int32_t j = 0; j < p; ++j) {
+            S(i, j) = arm.Saa(i, j);
+            S(i, p + j) = arm.Sab(i, j);
+            S(p + i, j) = arm.Sba(i, j);
+            S(p + i, p + j) = arm.Sbb(i, j);
+        }
+    return S;
+}
+
+// I - Sᴴ·S: zero for a lossless network, positive semidefinite for a passive one.
+dcm PowerLoss(const dcm& S)
+{
+    dcm H(S.n), P;
+    for (int32_t i = 0; i < S.n; ++i)
+        for (int32_t j = 0; j < S.n; ++j) H(i, j) = std::conj(S(j, i));
+    Multiply(H, S, P);
+    P.Negate();
+    for (int32_t i = 0; i < S.n; ++i) P(i, i) += 1.0;
+    return P;
+}
+
+ArmBlocks ArmAt(const LineParameters& line, double f, double r = 50.0)
+{
+    ChainMatrix chain;
+    LineWork work;
+    ArmBlocks arm;
+    LineChainMatrix(line, 2.0 * M_PI * f, chain, work);
+    EXPECT_TRUE(ArmSFromChain(chain, r, arm, work));
+    return arm;
+}
+
+LineParameters ThreeCoupledLossyLines(double length)
+{
+    return CoupledLines(3, length, 20.0, 2.0, 303e-9, 40e-9, 0.015, 0.0015, 121e-12, 10e-12);
+}
+
+}  // namespace
+
+TEST(JobgenLine, LosslessCoupledLinesAreUnitary)
+{
+    const LineParameters line = CoupledLines(2, 0.02, 0.0, 0.0, 303e-9, 40e-9, 0.0, 0.0, 121e-12, 10e-12);
+    for (double f : {1e6, 1e9, 3.7e9, 2e10}) {
+        const dcm S = FullArmS(ArmAt(line, f));
+        const dcm loss = PowerLoss(S);
+        dcm zero(loss.n);
+        EXPECT_LT(MaxDifference(loss, zero), 1e-12) << "f = " << f;
+    }
+    // With loss the same arm is strictly passive: every diagonal entry of I - SᴴS is positive.
+    const dcm lossy = PowerLoss(FullArmS(ArmAt(ThreeCoupledLossyLines(0.02), 1e9)));
+    for (int32_t i = 0; i < lossy.n; ++i) EXPECT_GT(lossy(i, i).real(), 1e-6);
+}
+
+TEST(JobgenLine, MatchedLineReflectsNothing)
+{
+    // Z0 = sqrt(L/C) = 50 ohm; the lossy case is distortionless (R/L = G/C), so Z0 stays real.
+    struct Case {
+        double R, G;
+    };
+    for (const Case c : {Case{0.0, 0.0}, Case{25.0, 0.01}}) {
+        LineParameters line = CoupledLines(1, 0.03, c.R, 0.0, 250e-9, 0.0, c.G, 0.0, 100e-12, 0.0);
+        for (double f : {1e7, 1e9, 5e9}) {
+            const ArmBlocks arm = ArmAt(line, f);
+            EXPECT_LT(std::abs(arm.Saa(0, 0)), 1e-13);
+            EXPECT_LT(std::abs(arm.Sbb(0, 0)), 1e-13);
+            // S21 = exp(-γl) with γ = sqrt((R + jωL)(G + jωC)).
+            const double w = 2.0 * M_PI * f;
+            const Complex gamma = std::sqrt(Complex(c.R, w * 250e-9) * Complex(c.G, w * 100e-12));
+            EXPECT_LT(std::abs(arm.Sba(0, 0) - std::exp(-gamma * 0.03)), 1e-12);
+        }
+    }
+}
+
+TEST(JobgenLine, OneLineShortAndOpenFollowTheTextbook)
+{
+    const LineParameters line = CoupledLines(1, 0.011, 30.0, 0.0, 280e-9, 0.0, 0.02, 0.0, 130e-12, 0.0);
+    ChainMatrix chain;
+    LineWork work;
+    dcm Zshort, Yopen;
+    for (double f : {1e6, 2.2e8, 3e9}) {
+        const double w = 2.0 * M_PI * f;
+        const Complex z(30.0, w * 280e-9), y(0.02, w * 130e-12);
+        const Complex z0 = std::sqrt(z / y), gl = std::sqrt(z * y) * 0.011;
+        LineChainMatrix(line, w, chain, work);
+        ASSERT_TRUE(ShortAndOpenFromChain(chain, Zshort, Yopen, work));
+        const Complex expectZ = z0 * std::tanh(gl), expectY = std::tanh(gl) / z0;
+        EXPECT_LT(std::abs(Zshort(0, 0) - expectZ), 1e-12 * std::abs(expectZ)) << f;
+        EXPECT_LT(std::abs(Yopen(0, 0) - expectY), 1e-12 * std::abs(expectY)) << f;
+    }
+}
+
+TEST(JobgenLine, CoupledLinesAgreeAcrossThreeIndependentRoutes)
+{
+    const LineParameters line = ThreeCoupledLossyLines(0.008);
+    const int32_t p = 3;
+    for (double f : {5e7, 1.5e9, 6e9}) {
+        const double w = 2.0 * M_PI * f;
+        ChainMatrix modes, squaring;
+        LineWork work;
+        ASSERT_TRUE(ChainMatrixByModes(line, w, modes, work));
+        ChainMatrixByScalingAndSquaring(line, w, squaring);
+        EXPECT_LT(MaxDifference(modes.A, squaring.A), 1e-12);
+        EXPECT_LT(MaxDifference(modes.B, squaring.B), 1e-12 * 50.0);
+        EXPECT_LT(MaxDifference(modes.C, squaring.C), 1e-12 / 50.0);
+        EXPECT_LT(MaxDifference(modes.D, squaring.D), 1e-12);
+
+        // A cascade of many short symmetric sections (Z'h/2, Y'h, Z'h/2) converges as h²
+        // to the same chain matrix.
+        const int32_t steps = 4000;
+        const double h = line.length / steps;
+        dcm Z, Y;
+        SeriesImpedancePerLength(line, w, Z);
+        ShuntAdmittancePerLength(line, w, Y);
+        dcm section(2 * p), total(2 * p), next, half(2 * p), shunt(2 * p), tmp;
+        half.SetIdentity();
+        shunt.SetIdentity();
+        for (int32_t i = 0; i < p; ++i)
+            for (int32_t j = 0; j < p; ++j) {
+                half(i, p + j) = Z(i, j) * (h / 2);
+                shunt(p + i, j) = Y(i, j) * h;
+            }
+        Multiply(half, shunt, tmp);
+        Multiply(tmp, half, section);
+        total.SetIdentity();
+        for (int32_t s = 0; s < steps; ++s) {
+            Multiply(total, section, next);
+            std::swap(total, next);
+        }
+        for (int32_t i = 0; i < p; ++i)
+            for (int32_t j = 0; j < p; ++j) {
+                EXPECT_NEAR(std::abs(total(i, j) - modes.A(i, j)), 0.0, 1e-6);
+                EXPECT_NEAR(std::abs(total(i, p + j) - modes.B(i, j)), 0.0, 1e-6 * 50.0);
+                EXPECT_NEAR(std::abs(total(p + i, j) - modes.C(i, j)), 0.0, 1e-6 / 50.0);
+                EXPECT_NEAR(std::abs(total(p + i, p + j) - modes.D(i, j)), 0.0, 1e-6);
+            }
+    }
+}
+
+TEST(JobgenLine, EveryNetworkIsReciprocalAndTheDeviceIsPassive)
+{
+    const ArmBlocks arm = ArmAt(ThreeCoupledLossyLines(0.006), 2.4e9);
+    EXPECT_LT(MaxAsymmetry(FullArmS(arm)), 1e-13);
+
+    const DeviceModel device = RandomDevice(5, 50.0, 7, 1e7, 2e9);
+    dcm Sd, w1, w2;
+    for (double f : {1e7, 1.4e8, 2e9}) {
+        ASSERT_TRUE(DeviceS(device, 2.0 * M_PI * f, Sd, w1, w2));
+        EXPECT_LT(MaxAsymmetry(Sd), 1e-13);
+        // Passive: I - SᴴS positive semidefinite; its eigenvalues are real and >= 0.
+        dcm loss = PowerLoss(Sd), V(5), Vinv(5);
+        dcv lambda(5);
+        ASSERT_EQ(EigenDecompose(5, loss.data, V.data, Vinv.data, lambda.data, 0), 0);
+        for (int32_t m = 0; m < 5; ++m) EXPECT_GT(lambda[m].real(), -1e-12);
+    }
+    // The seed fixes the device; another seed gives another one.
+    const DeviceModel again = RandomDevice(5, 50.0, 7, 1e7, 2e9), other = RandomDevice(5, 50.0, 8, 1e7, 2e9);
+    EXPECT_EQ(again.C, device.C);
+    EXPECT_NE(other.C, device.C);
+}
+
+TEST(JobgenEmbedding, ZeroLengthArmsGiveTheDeviceBack)
+{
+    const DeviceModel device = RandomDevice(4, 50.0, 3, 1e7, 2e9);
+    dcm Sd, Swhole, w1, w2;
+    ASSERT_TRUE(DeviceS(device, 2.0 * M_PI * 3e8, Sd, w1, w2));
+    ErrorNetwork network;
+    ResetErrorNetwork(4, network);
+    PlaceArm({4, 2}, ArmAt(CoupledLines(2, 0.0, 20, 2, 303e-9, 40e-9, 0.015, 0.0015, 121e-12, 10e-12), 3e8), network);
+    PlaceArm({1}, ArmAt(CoupledLines(1, 0.0, 20, 0, 303e-9, 0, 0.015, 0, 121e-12, 0), 3e8), network);
+    EmbeddingWork work;
+    ASSERT_TRUE(EmbedDevice(network, Sd, Swhole, work));
+    EXPECT_LT(MaxDifference(Swhole, Sd), 1e-14);
+}
+
+TEST(JobgenEmbedding, RemovingTheArmsWithTheErrorBoxFormulaGivesTheDevice)
+{
+    // Ports 1 and 3 share coupled arms, port 4 has its own, port 2 is wired straight.
+    const DeviceModel device = RandomDevice(4, 50.0, 11, 1e7, 2e9);
+    const double f = 1.1e9;
+    dcm Sd, Swhole, w1, w2;
+    ASSERT_TRUE(DeviceS(device, 2.0 * M_PI * f, Sd, w1, w2));
+    ErrorNetwork network;
+    ResetErrorNetwork(4, network);
+    PlaceArm({3, 1}, ArmAt(CoupledLines(2, 0.007, 20, 2, 303e-9, 40e-9, 0.015, 0.0015, 121e-12, 10e-12), f), network);
+    PlaceArm({4}, ArmAt(CoupledLines(1, 0.004, 20, 0, 303e-9, 0, 0.015, 0, 121e-12, 0), f), network);
+    EmbeddingWork work;
+    ASSERT_TRUE(EmbedDevice(network, Sd, Swhole, work));
+    EXPECT_GT(MaxDifference(Swhole, Sd), 1e-2);  // the arms do change the data
+
+    // Sd = (Sba·(S - Saa)^-1·Sab + Sbb)^-1
+    dcm X = Swhole, Xinv, T, U, back;
+    X -= network.Saa;
+    ASSERT_TRUE(Inverse(X, Xinv));
+    Multiply(network.Sba, Xinv, T);
+    Multiply(T, network.Sab, U);
+    U += network.Sbb;
+    ASSERT_TRUE(Inverse(U, back));
+    EXPECT_LT(MaxDifference(back, Sd), 1e-11);
+}
+
+TEST(JobgenEmbedding, ShortAndOpenDataDetermineTheArmThroughItsChainMatrix)
+{
+    // From Zshort and Yopen alone a symmetric arm's chain matrix follows:
+    // D = (I - Yopen·Zshort)^(-1/2), B = Zshort·D, C = D·Yopen, A = Zshort·D·Zshort^-1.
+    // This is what makes EP data give the device back exactly below the quarter wave.
+    const LineParameters line = ThreeCoupledLossyLines(0.005);
+    const double w = 2.0 * M_PI * 2e9;
+    ChainMatrix chain;
+    LineWork work;
+    dcm H, O;
+    LineChainMatrix(line, w, chain, work);
+    ASSERT_TRUE(ShortAndOpenFromChain(chain, H, O, work));
+    dcm OH, M, Minv;
+    Multiply(O, H, OH);
+    M.Resize(3);
+    M.SetIdentity();
+    M -= OH;
+    ASSERT_TRUE(Inverse(M, Minv));
+    dcm V(3), Vi(3), D, T(3);
+    dcv lambda(3);
+    ASSERT_EQ(EigenDecompose(3, Minv.data, V.data, Vi.data, lambda.data, 0), 0);
+    for (int32_t i = 0; i < 3; ++i)
+        for (int32_t j = 0; j < 3; ++j) T(i, j) = V(i, j) * std::sqrt(lambda[j]);
+    Multiply(T, Vi, D);
+    EXPECT_LT(MaxDifference(D, chain.D), 1e-10);
+    dcm B;
+    Multiply(H, D, B);
+    EXPECT_LT(MaxDifference(B, chain.B), 1e-10 * 50.0);
+}
+
+TEST(JobgenLine, ReflectionConversionsMatchTheArmWithItsEndTerminated)
+{
+    // S of the shorted (open) arm = Saa + Sab·Γ·(I - Sbb·Γ)^-1·Sba with Γ = -I (+I).
+    const LineParameters line = ThreeCoupledLossyLines(0.009);
+    const double w = 2.0 * M_PI * 8e8;
+    ChainMatrix chain;
+    LineWork work;
+    ArmBlocks arm;
+    dcm H, O, Sshort, Sopen;
+    LineChainMatrix(line, w, chain, work);
+    ASSERT_TRUE(ArmSFromChain(chain, 50.0, arm, work));
+    ASSERT_TRUE(ShortAndOpenFromChain(chain, H, O, work));
+    ASSERT_TRUE(ReflectionFromImpedance(H, 50.0, Sshort, work));
+    ASSERT_TRUE(ReflectionFromAdmittance(O, 50.0, Sopen, work));
+    for (double gamma : {-1.0, 1.0}) {
+        dcm M = arm.Sbb, Minv, T, U, S;
+        M *= Complex(-gamma, 0.0);
+        for (int32_t i = 0; i < 3; ++i) M(i, i) += 1.0;
+        ASSERT_TRUE(Inverse(M, Minv));
+        Multiply(arm.Sab, Minv, T);
+        Multiply(T, arm.Sba, U);
+        U *= Complex(gamma, 0.0);
+        U += arm.Saa;
+        EXPECT_LT(MaxDifference(U, gamma < 0 ? Sshort : Sopen), 1e-12);
+    }
+}
+
+#endif

@@ -1,0 +1,40 @@
+#pragma once
+// Buffered writer of the generated text files. Numbers are written in the shortest form
+// that reads back to the same double, so the engine sees exactly the generator's values.
+
+#include <cstdio>
+#include <string>
+
+#include "numerics/Dcm.h"
+
+class TextFileWriter {
+public:
+    TextFileWriter() = default;
+    ~TextFileWriter();
+    TextFileWriter(const TextFileWriter&) = delete;
+    TextFileWriter& operator=(const TextFileWriter&) = delete;
+
+    // false: the file cannot be created.
+    [[nodiscard]] bool Open(const std::string& path);
+    // false: a write or the close failed (disk full, ...).
+    [[nodiscard]] bool Close();
+
+    void Text(const std::string& text) { buffer_ += text; FlushIfFull(); }
+    void Number(double value);
+    // One Touchstone data record of an N-port: frequency, then the matrix row by row as
+    // real/imaginary pairs; rows of more than two ports start a new line, at most four
+    // pairs per line (the engine joins lines until the record is complete).
+    void Record(double frequency, const dcm& M);
+
+private:
+    void FlushIfFull();
+
+    std::FILE* file_ = nullptr;
+    std::string buffer_;
+    bool failed_ = false;
+};
+
+/// "# <unit> <type> RI R <r>\n".
+std::string OptionLine(const std::string& unit, char parameterType, double r);
+/// Shortest round-trip text of a double.
+std::string NumberText(double value);
