@@ -1,6 +1,8 @@
 # Thin wrappers around CMake. `make run` and `make test` are the two set-up commands.
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 EXAMPLE    ?= examples/coupled-lines
 CMAKE_ARGS ?=
@@ -25,5 +27,10 @@ test-asan: deps
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# Every fuzz target for FUZZ_SECONDS each, one after another (clang build in FUZZ_BUILD).
+fuzz:
+	@VORA_WITH_FUZZ=1 bash scripts/install-deps.sh
+	@bash fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

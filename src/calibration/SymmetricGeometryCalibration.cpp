@@ -331,6 +331,9 @@ void InitGroupWork(CalibrationGroup& group)
 bool DeriveArmSParameters(CalibrationGroup& group)
 {
     assert(group.job != nullptr);
+    // Without a frequency point there is nothing to derive, and the work matrices would be
+    // sized by the map's port count alone, with no data to justify the memory.
+    if (group.job->frequencyCount == 0) return true;
     switch (group.armKind) {
     case 0: return DeriveFromOpenShortChain(group);
     case 1: return DeriveFromArmS(group);
@@ -543,7 +546,11 @@ int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissi
 
     const int32_t N = static_cast<int32_t>(job.portCount);
     job.vdcm_Sout.ResizeAll(job.frequencyCount, N);
-    for (dcm* m : {&job.Swhole, &job.Saa, &job.Sab, &job.Sba, &job.Sbb, &job.scratch1, &job.scratch2}) m->Resize(N);
+    // Sized only when a record of the whole structure justifies N x N matrices: a map
+    // declaring thousands of ports over an empty file must not claim gigabytes.
+    const int32_t workOrder = job.frequencyCount > 0 ? N : 0;
+    for (dcm* m : {&job.Swhole, &job.Saa, &job.Sab, &job.Sba, &job.Sbb, &job.scratch1, &job.scratch2})
+        m->Resize(workOrder);
     for (CalibrationGroup& group : job.calibrationGroups) InitGroupWork(group);
 
     if (!Update_vdcm_Sout_ForAllFrequencies_Swhole(job)) {

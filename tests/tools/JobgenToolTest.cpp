@@ -92,6 +92,13 @@ TEST(JobgenRequest, ArmGridsContainOrBracketTheWholeGrid)
         EXPECT_LT(offset[i], whole[i]);
         EXPECT_GT(offset[i + 1], whole[i]);
     }
+
+    request.armGrid = ArmGrid::Shifted;
+    request.shiftedFactor = 2;
+    const std::vector<double> shifted = ArmGrid(request, whole);
+    ASSERT_EQ(shifted.size(), 2 * (whole.size() - 1) + 2);
+    for (size_t i = 0; i < whole.size(); ++i)  // a third of the way from arm point 2i to 2i+1
+        EXPECT_NEAR((whole[i] - shifted[2 * i]) / (shifted[2 * i + 1] - shifted[2 * i]), 1.0 / 3.0, 1e-9) << i;
 }
 
 TEST(JobgenTool, WritesAJobWhoseFilesReadBack)

@@ -24,8 +24,10 @@ const char* const kJobgenUsage =
     "  --width, --thickness, --conductivity   conductor geometry written to NP (0.2m, 35u, 5.8e7)\n"
     "  --fstart F, --fstop F, --points K      frequency sweep (10M, 2G, 201)\n"
     "  --unit U              Hz, kHz, MHz or GHz in the files (GHz)\n"
-    "  --arm-grid G          same, fine:K (K-times finer, contains the whole grid) or offset\n"
-    "                        (shifted by half a step, one point more) (same)\n"
+    "  --arm-grid G          same, fine:K (K-times finer, contains the whole grid), offset\n"
+    "                        (shifted by half a step, one point more) or shifted:K (K-times\n"
+    "                        finer, each whole point a third of an arm step above an arm point)\n"
+    "                        (same)\n"
     "  --device D            random, through or series (random)\n"
     "  --seed S              seed of the random device (1)\n"
     "  --series-r, --series-l, --series-c     the series element (10, 1n, 0 = no capacitor)\n"
@@ -222,8 +224,12 @@ std::string ParseJobArguments(const std::vector<std::string>& args, JobRequest& 
                        integer <= 1000) {
                 request.armGrid = ArmGrid::Fine;
                 request.fineFactor = static_cast<int32_t>(integer);
+            } else if (value.rfind("shifted:", 0) == 0 && ParseInteger(value.substr(8), integer) && integer >= 1 &&
+                       integer <= 1000) {
+                request.armGrid = ArmGrid::Shifted;
+                request.shiftedFactor = static_cast<int32_t>(integer);
             } else {
-                return "bad arm grid (same, fine:K, offset): " + value;
+                return "bad arm grid (same, fine:K, offset, shifted:K): " + value;
             }
         } else if (option == "--device") {
             if (value == "random") request.device = DeviceKind::Random;
@@ -281,6 +287,11 @@ std::string CompleteJobRequest(JobRequest& request)
         if (request.points < 2) return "the offset arm grid needs at least 2 points";
         const double step = (request.fStop - request.fStart) / (request.points - 1);
         if (!(request.fStart - 0.5 * step > 0.0)) return "the offset arm grid would reach 0 Hz; raise fstart";
+    }
+    if (request.armGrid == ArmGrid::Shifted) {
+        if (request.points < 2) return "the shifted arm grid needs at least 2 points";
+        const double step = (request.fStop - request.fStart) / (request.points - 1) / request.shiftedFactor;
+        if (!(request.fStart - step / 3.0 > 0.0)) return "the shifted arm grid would reach 0 Hz; raise fstart";
     }
     if (!(request.r > 0.0)) return "the reference resistance must be above 0";
     if (!(request.er >= 1.0)) return "ER must be at least 1";

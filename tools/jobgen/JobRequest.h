@@ -18,7 +18,7 @@ struct GroupRequest {
     double length = -1.0;  // metres; < 0: the job's default length
 };
 
-enum class ArmGrid { Same, Fine, Offset };
+enum class ArmGrid { Same, Fine, Offset, Shifted };
 
 struct JobRequest {
     int32_t portCount = 4;
@@ -38,7 +38,8 @@ struct JobRequest {
     int32_t points = 201;
     std::string unit = "GHz";
     ArmGrid armGrid = ArmGrid::Same;
-    int32_t fineFactor = 4;
+    int32_t fineFactor = 4;     // fine:K
+    int32_t shiftedFactor = 1;  // shifted:K
 
     DeviceKind device = DeviceKind::Random;
     uint64_t seed = 1;
