@@ -65,21 +65,6 @@ TEST(Run, MapFileProblemsEndTheRunAfterTheCommandLine)
     }
 }
 
-TEST(Run, CompleteJobEndsWithTheResultLineAndAClosedOutput)
-{
-    TempDir job;
-    WriteJob(job);
-    VoraRun run = RunVora({"-filepath", job.dir(), "-in", "job.map", "-out", "out.s2p"}, job.path(), job.path());
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "");
-    EXPECT_TRUE(run.log.ends_with("VORA:  DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines"
-                                  " succesffuly. \nVORA:  Program successfully completed.\n"))
-        << run.log;
-    const std::string output = job.Read("out.s2p");
-    EXPECT_TRUE(output.starts_with("! line\n# GHz S RI R 50\n")) << output;
-    EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 5) << output;
-}
-
 // A failed run ends as if the process had stopped there: the output keeps the header the
 // whole-structure reader flushed, and nothing else.
 TEST(Run, FailedRunLeavesOnlyWhatReachedTheOutput)
