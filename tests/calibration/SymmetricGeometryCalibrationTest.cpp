@@ -269,8 +269,8 @@ TEST(SymmetricGeometryCalibration, PortLineReportLengthsAndResonances)
     }
 }
 
-// A file point within 0.01 Hz is taken as it stands; between points each part is
-// interpolated linearly; outside the file the lookup fails.
+// A file point within 0.01 Hz is taken as it stands (also past the last point); between
+// points each part is interpolated linearly; outside the file the lookup fails.
 TEST(SymmetricGeometryCalibration, ArmLookupMatchesOrInterpolates)
 {
     const std::vector<double> freqs = {1e9, 2e9, 4e9};
@@ -287,7 +287,8 @@ TEST(SymmetricGeometryCalibration, ArmLookupMatchesOrInterpolates)
     };
     for (const Case& c : {Case{2e9 + 0.005, 1, true, {3, 1}, {20, 4}}, Case{2e9 - 0.005, 0, true, {3, 1}, {20, 4}},
                           Case{1.5e9, 1, true, {2, 0}, {15, 2}}, Case{3.5e9, 1, true, {6, 4}, {35, 1}},
-                          Case{3.5e9, 7, true, {6, 4}, {35, 1}}, Case{4e9 + 0.02, 2, false, {}, {}},
+                          Case{3.5e9, 7, true, {6, 4}, {35, 1}}, Case{4e9 + 0.005, 2, true, {7, 5}, {40, 0}},
+                          Case{4e9 + 0.02, 2, false, {}, {}},
                           Case{0.5e9, 0, false, {}, {}}}) {
         SCOPED_TRACE(testing::Message() << "f " << c.f);
         Complex out[2] = {{-9, -9}, {-9, -9}};
