@@ -7,6 +7,7 @@
 
 #include "io/ArmFiles.h"
 #include "io/FrequencySearch.h"
+#include "io/NumberFormat.h"
 #include "io/OutputFile.h"
 #include "job/CalibrationGroup.h"
 #include "job/Switches.h"
@@ -407,19 +408,32 @@ void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
     const int32_t N = static_cast<int32_t>(job.portCount);
     const int64_t entries = static_cast<int64_t>(N) * N;
     const bool wrap = N > 6;
+    // One line of text per frequency, built in a buffer sized once for the longest line:
+    // the frequency, two numbers per entry with a blank before each, a wrap after every
+    // fourth entry and the line feed.
+    const size_t lineRoom = static_cast<size_t>(2 * entries + 1) * (kStreamNumberMaxLength + 1) +
+                            static_cast<size_t>(entries / 4 + 1) * 2 + 1;
+    std::vector<char> line(lineRoom);
     for (int32_t k = 0; k < job.frequencyCount; ++k) {
         const size_t kk = static_cast<size_t>(k);
-        out << job.frequencies[kk] / job.freqUnitFactor;
+        char* p = FormatStreamDefault(line.data(), job.frequencies[kk] / job.freqUnitFactor);
         const dcm& S = job.vdcm_Sout[kk];
         int64_t entry = 0;
         for (int32_t r = 0; r < N; ++r) {
             for (int32_t c = 0; c < N; ++c) {
-                out << " " << S(r, c).real() << " " << S(r, c).imag();
+                *p++ = ' ';
+                p = FormatStreamDefault(p, S(r, c).real());
+                *p++ = ' ';
+                p = FormatStreamDefault(p, S(r, c).imag());
                 ++entry;
-                if (wrap && entry % 4 == 0 && entry != entries) out << "\n\t";
+                if (wrap && entry % 4 == 0 && entry != entries) {
+                    *p++ = '\n';
+                    *p++ = '\t';
+                }
             }
         }
-        out << "\n";
+        *p++ = '\n';
+        out.write(line.data(), p - line.data());
     }
 }
 
