@@ -1,8 +1,6 @@
 #include "io/NumberFormat.h"
 
 #include <charconv>
-#include <cmath>
-#include <cstring>
 
 char* FormatStreamDefault(char* out, double value)
 {
@@ -12,5 +10,12 @@ char* FormatStreamDefault(char* out, double value)
     // exact binary value, as glibc does.
     const std::to_chars_result result =
         std::to_chars(out, out + kStreamNumberMaxLength, value, std::chars_format::general, 6);
+    return result.ptr;
+}
+
+char* FormatStreamFixed15(char* out, double value)
+{
+    const std::to_chars_result result =
+        std::to_chars(out, out + kStreamFixedMaxLength, value, std::chars_format::fixed, 15);
     return result.ptr;
 }

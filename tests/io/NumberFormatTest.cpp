@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <iomanip>
 #include <limits>
 #include <random>
 #include <sstream>
@@ -17,12 +18,18 @@ namespace {
 // few differences with the value's bits, so a failure names its input exactly.
 class StreamComparison {
 public:
+    // fixed15: the stream set to std::fixed and precision 15 against FormatStreamFixed15.
+    explicit StreamComparison(bool fixed15 = false) : fixed15_(fixed15)
+    {
+        if (fixed15_) stream_ << std::fixed << std::setprecision(15);
+    }
     void Check(double value)
     {
         stream_.str(std::string());
         stream_ << value;
-        char text[kStreamNumberMaxLength];
-        const std::string_view ours(text, static_cast<size_t>(FormatStreamDefault(text, value) - text));
+        char text[kStreamFixedMaxLength];
+        char* end = fixed15_ ? FormatStreamFixed15(text, value) : FormatStreamDefault(text, value);
+        const std::string_view ours(text, static_cast<size_t>(end - text));
         ++checked_;
         if (ours == stream_.view()) return;
         if (++failures_ <= 10)
@@ -33,6 +40,7 @@ public:
     int64_t failures() const { return failures_; }
 
 private:
+    bool fixed15_;
     std::ostringstream stream_;
     int64_t checked_ = 0;
     int64_t failures_ = 0;
@@ -110,6 +118,26 @@ TEST(NumberFormat, MillionsOfRandomValues)
     }
     // Subnormals of every size.
     for (int i = 0; i < 100000; ++i) c.Check(std::bit_cast<double>(random() & 0x800fffffffffffffull));
+    EXPECT_EQ(c.failures(), 0);
+}
+
+// The generalized mode's fixed format: the same kinds of values, and exact ties at the
+// sixteenth decimal (odd multiples of 2^-16 end in ...5 there).
+TEST(NumberFormat, FixedFifteenDecimals)
+{
+    using L = std::numeric_limits<double>;
+    StreamComparison c(true);
+    for (double v : {0.0, -0.0, L::infinity(), -L::infinity(), L::quiet_NaN(), -L::quiet_NaN(), L::max(), -L::max(),
+                     L::denorm_min(), 0.5e-15, 1.5e-15, 0.9999999999999995, 1e22, 123.456})
+        c.Check(v);
+    for (int64_t j = 1; j < 400000; j += 2) {
+        c.Check(std::ldexp(static_cast<double>(j), -16));
+        c.Check(-std::ldexp(static_cast<double>(j), -17));
+    }
+    std::mt19937_64 random(15);
+    std::uniform_real_distribution<double> unit(-2.0, 2.0);
+    for (int i = 0; i < 300000; ++i) c.Check(unit(random));
+    for (int i = 0; i < 50000; ++i) c.Check(std::bit_cast<double>(random()));  // long texts: fewer
     EXPECT_EQ(c.failures(), 0);
 }
 
