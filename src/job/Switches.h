@@ -5,10 +5,13 @@
 // build, which flips the method selector through VORA_TELEGRAPHER_PATH).
 
 inline constexpr bool VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged = true;
+// Not inline: a namespace-scope constexpr has internal linkage, so the calibration driver
+// compiled again for vora-telegrapher may see the other value without breaking the
+// one-definition rule.
 #ifdef VORA_TELEGRAPHER_PATH
-inline constexpr bool VoraGlobal_b_UseSymmetricalGeometricalProperty = false;
+constexpr bool VoraGlobal_b_UseSymmetricalGeometricalProperty = false;
 #else
-inline constexpr bool VoraGlobal_b_UseSymmetricalGeometricalProperty = true;
+constexpr bool VoraGlobal_b_UseSymmetricalGeometricalProperty = true;
 #endif
 inline constexpr bool VoraGlobal_b_DeriveArmFrequencyLimitsFromMaxEpr = true;
 inline constexpr bool VoraGlobal_b_HoldPortLineRealParts = true;

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "jobgen/JobSpec.h"
+#include "jobgen/JobRequest.h"
 #include "jobgen/JobWriter.h"
 #include "plot/SvgPlot.h"
 #include "plot/TouchstoneData.h"
@@ -14,19 +14,19 @@
 
 namespace {
 
-JobSpec Parsed(const std::vector<std::string>& args, std::string& problem)
+JobRequest Parsed(const std::vector<std::string>& args, std::string& problem)
 {
-    JobSpec spec;
+    JobRequest request;
     std::string directory;
     bool help = false;
-    problem = ParseJobArguments(args, spec, directory, help);
-    if (problem.empty()) problem = CompleteJobSpec(spec);
-    return spec;
+    problem = ParseJobArguments(args, request, directory, help);
+    if (problem.empty()) problem = CompleteJobRequest(request);
+    return request;
 }
 
 }  // namespace
 
-TEST(JobgenSpec, RejectsJobsTheEngineCouldNotReadBack)
+TEST(JobgenRequest, RejectsJobsTheEngineCouldNotReadBack)
 {
     struct Case {
         std::vector<std::string> args;
@@ -56,46 +56,53 @@ TEST(JobgenSpec, RejectsJobsTheEngineCouldNotReadBack)
         EXPECT_EQ(problem.empty(), c.ok) << joined << "-> " << problem;
     }
     std::string problem;
-    const JobSpec spec = Parsed({"d", "--ports", "3", "--group", "2-3:ES", "--group", "1:plain-EP"}, problem);
+    const JobRequest request = Parsed({"d", "--ports", "3", "--group", "2-3:ES", "--group", "1:plain-EP"}, problem);
     ASSERT_EQ(problem, "");
-    EXPECT_EQ(spec.groups[0].syntax, ArmSyntax::PlainEP);  // plain lines must precede ES lines
+    EXPECT_EQ(request.groups[0].syntax, ArmSyntax::PlainEP);  // plain lines must precede ES lines
 }
 
-TEST(JobgenSpec, DefaultJobStaysBelowTheAnalysisLimit)
+TEST(JobgenRequest, DefaultJobStaysBelowTheAnalysisLimit)
 {
     std::string problem;
-    const JobSpec spec = Parsed({"d"}, problem);
+    const JobRequest request = Parsed({"d"}, problem);
     ASSERT_EQ(problem, "");
-    ASSERT_EQ(spec.groups.size(), 2u);
-    for (const GroupSpec& g : spec.groups) {
+    ASSERT_EQ(request.groups.size(), 2u);
+    for (const GroupRequest& g : request.groups) {
         EXPECT_EQ(g.ports.size(), 2u);
-        EXPECT_GT(AnalysisLimit(spec.er, g.length), 2.0 * spec.fStop);
-        const std::vector<double> eps = ModalEffectivePermittivities(GroupLines(spec, g));
+        EXPECT_GT(AnalysisLimit(request.er, g.length), 2.0 * request.fStop);
+        const std::vector<double> eps = ModalEffectivePermittivities(GroupLines(request, g));
         ASSERT_EQ(eps.size(), 2u);
         EXPECT_GT(eps.front(), 2.5);  // FR-4-like microstrip modes
-        EXPECT_LT(eps.back(), spec.er);
+        EXPECT_LT(eps.back(), request.er);
     }
 }
 
-TEST(JobgenSpec, ArmGridsContainOrBracketTheWholeGrid)
+TEST(JobgenRequest, ArmGridsContainOrBracketTheWholeGrid)
 {
     std::string problem;
-    JobSpec spec = Parsed({"d", "--fstart", "10M", "--fstop", "2G", "--points", "201", "--arm-grid", "fine:3"}, problem);
+    JobRequest request = Parsed({"d", "--fstart", "10M", "--fstop", "2G", "--points", "201", "--arm-grid", "fine:3"}, problem);
     ASSERT_EQ(problem, "");
-    const std::vector<double> whole = WholeGrid(spec);
+    const std::vector<double> whole = WholeGrid(request);
     EXPECT_EQ(whole[1], 0.01995);  // clean values in the file unit (GHz)
-    const std::vector<double> fine = ArmGrid(spec, whole);
+    const std::vector<double> fine = ArmGrid(request, whole);
     ASSERT_EQ(fine.size(), 601u);
     for (size_t i = 0; i < whole.size(); ++i) EXPECT_EQ(fine[3 * i], whole[i]);
     for (size_t i = 1; i < fine.size(); ++i) EXPECT_GT(fine[i], fine[i - 1]);
 
-    spec.armGrid = ArmGrid::Offset;
-    const std::vector<double> offset = ArmGrid(spec, whole);
+    request.armGrid = ArmGrid::Offset;
+    const std::vector<double> offset = ArmGrid(request, whole);
     ASSERT_EQ(offset.size(), whole.size() + 1);
     for (size_t i = 0; i < whole.size(); ++i) {
         EXPECT_LT(offset[i], whole[i]);
         EXPECT_GT(offset[i + 1], whole[i]);
     }
+
+    request.armGrid = ArmGrid::Shifted;
+    request.shiftedFactor = 2;
+    const std::vector<double> shifted = ArmGrid(request, whole);
+    ASSERT_EQ(shifted.size(), 2 * (whole.size() - 1) + 2);
+    for (size_t i = 0; i < whole.size(); ++i)  // a third of the way from arm point 2i to 2i+1
+        EXPECT_NEAR((whole[i] - shifted[2 * i]) / (shifted[2 * i + 1] - shifted[2 * i]), 1.0 / 3.0, 1e-9) << i;
 }
 
 TEST(JobgenTool, WritesAJobWhoseFilesReadBack)

@@ -34,7 +34,7 @@ bool AllFinite(const dcm& M)
 
 // One group's files and the data it writes per frequency.
 struct GroupOutput {
-    const GroupSpec* spec = nullptr;
+    const GroupRequest* request = nullptr;
     LineParameters lines;
     std::unique_ptr<TextFileWriter> first;   // short file, or the arm S file
     std::unique_ptr<TextFileWriter> second;  // open file (none for ES)
@@ -55,8 +55,8 @@ void DoubledDiagonal(const Complex& value, dcm& M)
 
 class JobBuilder {
 public:
-    JobBuilder(const JobSpec& spec, const std::string& directory, JobReport& report)
-        : spec_(spec), directory_(directory), report_(report), multiplier_(UnitMultiplier(spec.unit))
+    JobBuilder(const JobRequest& request, const std::string& directory, JobReport& report)
+        : request_(request), directory_(directory), report_(report), multiplier_(UnitMultiplier(request.unit))
     {
     }
 
@@ -69,7 +69,7 @@ private:
     // haveChains the groups' chain matrices and arm blocks are already those of f.
     std::string WriteArmPoint(double fu, double f, bool haveChains);
 
-    const JobSpec& spec_;
+    const JobRequest& request_;
     std::string directory_;
     JobReport& report_;
     double multiplier_;
@@ -86,11 +86,11 @@ std::string JobBuilder::Run()
     if (error) return "cannot create " + directory_ + ": " + error.message();
     if (!directory_.empty() && directory_.back() != '/') directory_ += '/';
 
-    const int32_t n = spec_.portCount;
-    for (const GroupSpec& group : spec_.groups) {
+    const int32_t n = request_.portCount;
+    for (const GroupRequest& group : request_.groups) {
         GroupOutput out;
-        out.spec = &group;
-        out.lines = GroupLines(spec_, group);
+        out.request = &group;
+        out.lines = GroupLines(request_, group);
         groups_.push_back(std::move(out));
     }
     std::string failure = WriteMap();
@@ -99,16 +99,16 @@ std::string JobBuilder::Run()
     if (!failure.empty()) return failure;
 
     DeviceModel device;
-    if (spec_.device == DeviceKind::Random)
-        device = RandomDevice(n, spec_.r, spec_.seed, spec_.fStart, spec_.fStop);
-    else if (spec_.device == DeviceKind::Through)
-        device = ThroughDevice(n, spec_.r);
+    if (request_.device == DeviceKind::Random)
+        device = RandomDevice(n, request_.r, request_.seed, request_.fStart, request_.fStop);
+    else if (request_.device == DeviceKind::Through)
+        device = ThroughDevice(n, request_.r);
     else
-        device = SeriesDevice(n, spec_.r, spec_.seriesR, spec_.seriesL, spec_.seriesC);
+        device = SeriesDevice(n, request_.r, request_.seriesR, request_.seriesL, request_.seriesC);
 
-    const std::vector<double> wholeGrid = WholeGrid(spec_);
-    const std::vector<double> armGrid = ArmGrid(spec_, wholeGrid);
-    const bool sameGrid = spec_.armGrid == ArmGrid::Same;
+    const std::vector<double> wholeGrid = WholeGrid(request_);
+    const std::vector<double> armGrid = ArmGrid(request_, wholeGrid);
+    const bool sameGrid = request_.armGrid == ArmGrid::Same;
 
     ErrorNetwork network;
     EmbeddingWork embedWork;
@@ -121,8 +121,8 @@ std::string JobBuilder::Run()
         ResetErrorNetwork(n, network);
         for (GroupOutput& g : groups_) {
             LineChainMatrix(g.lines, omega, g.chain, lineWork_);
-            if (!ArmSFromChain(g.chain, spec_.r, g.arm, lineWork_)) return "arm S undefined at " + NumberText(f) + " Hz";
-            PlaceArm(g.spec->ports, g.arm, network);
+            if (!ArmSFromChain(g.chain, request_.r, g.arm, lineWork_)) return "arm S undefined at " + NumberText(f) + " Hz";
+            PlaceArm(g.request->ports, g.arm, network);
         }
         if (!EmbedDevice(network, Sd, Swhole, embedWork) || !AllFinite(Swhole))
             return "the whole structure has no S matrix at " + NumberText(f) + " Hz";
@@ -148,38 +148,38 @@ std::string JobBuilder::Run()
     // What keeps the engine from giving the device back exactly.
     const double armTop = armGrid.back() * multiplier_;
     for (size_t k = 0; k < groups_.size(); ++k) {
-        const GroupSpec& group = *groups_[k].spec;
+        const GroupRequest& group = *groups_[k].request;
         double limit = 0.0;
         if (group.syntax == ArmSyntax::EP || group.syntax == ArmSyntax::ED) {
-            limit = AnalysisLimit(spec_.er, group.length);
+            limit = AnalysisLimit(request_.er, group.length);
             if (armTop >= limit)
                 report_.warnings.push_back("group " + std::to_string(k + 1) + ": arm data up to " + NumberText(armTop) +
                                            " Hz reach the analysis limit fD = " + NumberText(limit) +
                                            " Hz, above which the engine replaces them");
             const std::vector<double> eps = ModalEffectivePermittivities(groups_[k].lines);
-            if (!eps.empty() && eps.back() > spec_.er)
+            if (!eps.empty() && eps.back() > request_.er)
                 report_.warnings.push_back("group " + std::to_string(k + 1) + ": slowest mode has effective permittivity " +
-                                           NumberText(eps.back()) + " above ER " + NumberText(spec_.er));
+                                           NumberText(eps.back()) + " above ER " + NumberText(request_.er));
         }
         if (group.syntax == ArmSyntax::ED)
             report_.warnings.push_back("group " + std::to_string(k + 1) +
                                        ": ED in the extended syntax is iterated on Z/Y converted from the S files; "
                                        "the result is not the device");
-        if (spec_.seriesShunt && group.syntax != ArmSyntax::ES)
+        if (request_.seriesShunt && group.syntax != ArmSyntax::ES)
             report_.warnings.push_back("group " + std::to_string(k + 1) +
                                        ": --series-shunt writes lumped Z'l and Y'l; the result is approximate");
         report_.analysisLimits.push_back(limit);
     }
-    if (spec_.armGrid == ArmGrid::Offset)
+    if (request_.armGrid == ArmGrid::Offset || request_.armGrid == ArmGrid::Shifted)
         report_.warnings.push_back("offset arm grid: the engine interpolates arm data linearly; the result is approximate");
     return "";
 }
 
 std::string JobBuilder::WriteMap()
 {
-    const int32_t n = spec_.portCount;
+    const int32_t n = request_.portCount;
     bool needsEr = false;
-    for (const GroupSpec& g : spec_.groups)
+    for (const GroupRequest& g : request_.groups)
         needsEr = needsEr || g.syntax == ArmSyntax::EP || g.syntax == ArmSyntax::ED;
 
     report_.wholeFile = TouchstoneName("whole", n);
@@ -187,28 +187,28 @@ std::string JobBuilder::WriteMap()
     report_.outputSuggestion = TouchstoneName("deembedded", n);
 
     std::string map;
-    map += "* " + spec_.commandLine + "\n";
+    map += "* " + request_.commandLine + "\n";
     map += "* known answer: " + report_.deviceFile + "\n";
     if (needsEr) {
-        map += "ER " + NumberText(spec_.er) + "\n";
+        map += "ER " + NumberText(request_.er) + "\n";
         // Geometry of every port: the group's length for grouped ports, the default else.
-        std::vector<double> lengths(static_cast<size_t>(n), spec_.length);
-        for (const GroupSpec& g : spec_.groups)
+        std::vector<double> lengths(static_cast<size_t>(n), request_.length);
+        for (const GroupRequest& g : request_.groups)
             for (int32_t p : g.ports) lengths[static_cast<size_t>(p - 1)] = g.length;
         map += "NP " + std::to_string(n);
         for (int32_t p = 0; p < n; ++p)
-            map += " " + NumberText(spec_.width) + " " + NumberText(spec_.thickness) + " " +
-                   NumberText(lengths[static_cast<size_t>(p)]) + " " + NumberText(spec_.conductivity);
+            map += " " + NumberText(request_.width) + " " + NumberText(request_.thickness) + " " +
+                   NumberText(lengths[static_cast<size_t>(p)]) + " " + NumberText(request_.conductivity);
         map += "\n";
     } else {
         map += "NP " + std::to_string(n) + "\n";
     }
     map += "NV 1\n";
-    map += "NC " + std::to_string(spec_.groups.size()) + "\n";
+    map += "NC " + std::to_string(request_.groups.size()) + "\n";
     map += "WS " + report_.wholeFile + "\n";
     for (size_t k = 0; k < groups_.size(); ++k) {
         GroupOutput& g = groups_[k];
-        const GroupSpec& group = *g.spec;
+        const GroupRequest& group = *g.request;
         const int32_t p = static_cast<int32_t>(group.ports.size());
         const std::string stem = "arm" + std::to_string(k + 1);
         std::string ports;
@@ -235,35 +235,35 @@ std::string JobBuilder::WriteMap()
         }
     }
     TextFileWriter file;
-    if (!file.Open(directory_ + spec_.mapName)) return "cannot create " + directory_ + spec_.mapName;
+    if (!file.Open(directory_ + request_.mapName)) return "cannot create " + directory_ + request_.mapName;
     file.Text(map);
-    if (!file.Close()) return "writing " + spec_.mapName + " failed";
-    report_.files.push_back(spec_.mapName);
+    if (!file.Close()) return "writing " + request_.mapName + " failed";
+    report_.files.push_back(request_.mapName);
     return "";
 }
 
 std::string JobBuilder::OpenFiles()
 {
-    const std::string header = "! " + spec_.commandLine + "\n";
+    const std::string header = "! " + request_.commandLine + "\n";
     auto open = [&](TextFileWriter& file, const std::string& name, const std::string& unit, char type) {
         if (!file.Open(directory_ + name)) return false;
         file.Text(header);
-        file.Text(OptionLine(unit, type, spec_.r));
+        file.Text(OptionLine(unit, type, request_.r));
         report_.files.push_back(name);
         return true;
     };
-    if (!open(whole_, report_.wholeFile, spec_.unit, 'S')) return "cannot create " + report_.wholeFile;
-    if (!open(device_, report_.deviceFile, spec_.unit, 'S')) return "cannot create " + report_.deviceFile;
+    if (!open(whole_, report_.wholeFile, request_.unit, 'S')) return "cannot create " + report_.wholeFile;
+    if (!open(device_, report_.deviceFile, request_.unit, 'S')) return "cannot create " + report_.deviceFile;
     for (GroupOutput& g : groups_) {
-        const ArmSyntax syntax = g.spec->syntax;
+        const ArmSyntax syntax = g.request->syntax;
         const bool sParameters = syntax == ArmSyntax::ED || syntax == ArmSyntax::PlainED;
         g.first = std::make_unique<TextFileWriter>();
-        if (!open(*g.first, g.firstName, spec_.unit, syntax == ArmSyntax::ES || sParameters ? 'S' : 'Z'))
+        if (!open(*g.first, g.firstName, request_.unit, syntax == ArmSyntax::ES || sParameters ? 'S' : 'Z'))
             return "cannot create " + g.firstName;
         if (syntax == ArmSyntax::ES) continue;
         g.second = std::make_unique<TextFileWriter>();
         // The plain form ignores the open file's option line, so its frequencies are in Hz.
-        const std::string unit = IsPlain(syntax) ? std::string("Hz") : spec_.unit;
+        const std::string unit = IsPlain(syntax) ? std::string("Hz") : request_.unit;
         if (!open(*g.second, g.secondName, unit, sParameters ? 'S' : 'Y')) return "cannot create " + g.secondName;
     }
     return "";
@@ -273,11 +273,11 @@ std::string JobBuilder::WriteArmPoint(double fu, double f, bool haveChains)
 {
     const double omega = 2.0 * M_PI * f;
     for (GroupOutput& g : groups_) {
-        const ArmSyntax syntax = g.spec->syntax;
+        const ArmSyntax syntax = g.request->syntax;
         const int32_t p = g.lines.lineCount;
-        if (!haveChains && !(spec_.seriesShunt && syntax != ArmSyntax::ES)) {
+        if (!haveChains && !(request_.seriesShunt && syntax != ArmSyntax::ES)) {
             LineChainMatrix(g.lines, omega, g.chain, lineWork_);
-            if (syntax == ArmSyntax::ES && !ArmSFromChain(g.chain, spec_.r, g.arm, lineWork_))
+            if (syntax == ArmSyntax::ES && !ArmSFromChain(g.chain, request_.r, g.arm, lineWork_))
                 return "arm S undefined at " + NumberText(f) + " Hz";
         }
         if (syntax == ArmSyntax::ES) {
@@ -294,7 +294,7 @@ std::string JobBuilder::WriteArmPoint(double fu, double f, bool haveChains)
             g.first->Record(fu, full_);
             continue;
         }
-        if (spec_.seriesShunt) {
+        if (request_.seriesShunt) {
             SeriesAndShunt(g.lines, omega, Zshort_, Yopen_);
         } else {
             if (!ShortAndOpenFromChain(g.chain, Zshort_, Yopen_, lineWork_))
@@ -303,8 +303,8 @@ std::string JobBuilder::WriteArmPoint(double fu, double f, bool haveChains)
         const dcm* shortData = &Zshort_;
         const dcm* openData = &Yopen_;
         if (syntax == ArmSyntax::ED || syntax == ArmSyntax::PlainED) {
-            if (!ReflectionFromImpedance(Zshort_, spec_.r, Sshort_, lineWork_) ||
-                !ReflectionFromAdmittance(Yopen_, spec_.r, Sopen_, lineWork_))
+            if (!ReflectionFromImpedance(Zshort_, request_.r, Sshort_, lineWork_) ||
+                !ReflectionFromAdmittance(Yopen_, request_.r, Sopen_, lineWork_))
                 return "short/open S undefined at " + NumberText(f) + " Hz";
             shortData = &Sshort_;
             openData = &Sopen_;
@@ -323,32 +323,41 @@ std::string JobBuilder::WriteArmPoint(double fu, double f, bool haveChains)
 
 }  // namespace
 
-std::vector<double> WholeGrid(const JobSpec& spec)
+std::vector<double> WholeGrid(const JobRequest& request)
 {
-    const double multiplier = UnitMultiplier(spec.unit);
-    const double start = spec.fStart / multiplier;
-    const double stop = spec.fStop / multiplier;
-    std::vector<double> grid(static_cast<size_t>(spec.points));
-    for (int32_t i = 0; i < spec.points; ++i)
+    const double multiplier = UnitMultiplier(request.unit);
+    const double start = request.fStart / multiplier;
+    const double stop = request.fStop / multiplier;
+    std::vector<double> grid(static_cast<size_t>(request.points));
+    for (int32_t i = 0; i < request.points; ++i)
         grid[static_cast<size_t>(i)] =
-            spec.points == 1 ? start
-                             : CleanGridValue(start + (stop - start) * static_cast<double>(i) / (spec.points - 1));
+            request.points == 1 ? start
+                             : CleanGridValue(start + (stop - start) * static_cast<double>(i) / (request.points - 1));
     grid.back() = stop;
     return grid;
 }
 
-std::vector<double> ArmGrid(const JobSpec& spec, const std::vector<double>& whole)
+std::vector<double> ArmGrid(const JobRequest& request, const std::vector<double>& whole)
 {
-    if (spec.armGrid == ArmGrid::Same || whole.size() < 2) return whole;
+    if (request.armGrid == ArmGrid::Same || whole.size() < 2) return whole;
     const size_t count = whole.size();
     const double step = (whole.back() - whole.front()) / static_cast<double>(count - 1);
     std::vector<double> grid;
-    if (spec.armGrid == ArmGrid::Offset) {
+    if (request.armGrid == ArmGrid::Offset) {
         for (size_t i = 0; i <= count; ++i)
             grid.push_back(CleanGridValue(whole.front() + (static_cast<double>(i) - 0.5) * step));
         return grid;
     }
-    const size_t k = static_cast<size_t>(spec.fineFactor);
+    if (request.armGrid == ArmGrid::Shifted) {
+        // Every whole point lies a third of an arm step above an arm point, never on one and
+        // never midway, so interpolation weights that were swapped would show.
+        const size_t k = static_cast<size_t>(request.shiftedFactor);
+        const double armStep = step / static_cast<double>(k);
+        for (size_t i = 0; i <= k * (count - 1) + 1; ++i)
+            grid.push_back(CleanGridValue(whole.front() + (static_cast<double>(i) - 1.0 / 3.0) * armStep));
+        return grid;
+    }
+    const size_t k = static_cast<size_t>(request.fineFactor);
     for (size_t i = 0; i + 1 < count; ++i)
         for (size_t j = 0; j < k; ++j)
             // Every k-th point is the whole grid's own value, so the engine finds it exactly.
@@ -358,16 +367,16 @@ std::vector<double> ArmGrid(const JobSpec& spec, const std::vector<double>& whol
     return grid;
 }
 
-LineParameters GroupLines(const JobSpec& spec, const GroupSpec& group)
+LineParameters GroupLines(const JobRequest& request, const GroupRequest& group)
 {
-    return CoupledLines(static_cast<int32_t>(group.ports.size()), group.length, spec.rSelf, spec.rMutual, spec.lSelf,
-                        spec.lMutual, spec.gSelf, spec.gMutual, spec.cSelf, spec.cMutual);
+    return CoupledLines(static_cast<int32_t>(group.ports.size()), group.length, request.rSelf, request.rMutual, request.lSelf,
+                        request.lMutual, request.gSelf, request.gMutual, request.cSelf, request.cMutual);
 }
 
 double AnalysisLimit(double er, double length) { return (3e8 / std::sqrt(er)) / (4.0 * length) * 3.0 * 0.25; }
 
-std::string WriteJob(const JobSpec& spec, const std::string& directory, JobReport& report)
+std::string WriteJob(const JobRequest& request, const std::string& directory, JobReport& report)
 {
-    JobBuilder builder(spec, directory, report);
+    JobBuilder builder(request, directory, report);
     return builder.Run();
 }

@@ -1,10 +1,10 @@
 #pragma once
-// Builds a complete de-embedding job from a checked JobSpec and writes its files.
+// Builds a complete de-embedding job from a checked JobRequest and writes its files.
 
 #include <string>
 #include <vector>
 
-#include "jobgen/JobSpec.h"
+#include "jobgen/JobRequest.h"
 #include "jobgen/LineModel.h"
 
 struct JobReport {
@@ -15,16 +15,16 @@ struct JobReport {
 };
 
 /// Frequencies of the whole structure in the file unit; the engine reads value·multiplier.
-std::vector<double> WholeGrid(const JobSpec& spec);
+std::vector<double> WholeGrid(const JobRequest& request);
 /// Frequencies of the arm files in the file unit (same, finer or offset grid).
-std::vector<double> ArmGrid(const JobSpec& spec, const std::vector<double>& whole);
+std::vector<double> ArmGrid(const JobRequest& request, const std::vector<double>& whole);
 
 /// The lines of a group, from the job's line model.
-LineParameters GroupLines(const JobSpec& spec, const GroupSpec& group);
+LineParameters GroupLines(const JobRequest& request, const GroupRequest& group);
 
 /// The engine's analysis limit for a group with ER given: fD = (3e8/sqrt(ER))/(4·l)·0.75.
 double AnalysisLimit(double er, double length);
 
 /// Writes map, whole-structure, arm and device files into `directory` (created when
 /// missing). Returns "" or the reason it failed.
-std::string WriteJob(const JobSpec& spec, const std::string& directory, JobReport& report);
+std::string WriteJob(const JobRequest& request, const std::string& directory, JobReport& report);

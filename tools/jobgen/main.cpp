@@ -4,21 +4,21 @@
 #include <string>
 #include <vector>
 
-#include "jobgen/JobSpec.h"
+#include "jobgen/JobRequest.h"
 #include "jobgen/JobWriter.h"
 
 int main(int argc, char** argv)
 {
     std::vector<std::string> args(argv + 1, argv + argc);
-    JobSpec spec;
+    JobRequest request;
     std::string directory;
     bool help = false;
-    std::string problem = ParseJobArguments(args, spec, directory, help);
+    std::string problem = ParseJobArguments(args, request, directory, help);
     if (help) {
         std::fputs(kJobgenUsage, stdout);
         return 0;
     }
-    if (problem.empty()) problem = CompleteJobSpec(spec);
+    if (problem.empty()) problem = CompleteJobRequest(request);
     if (!problem.empty()) {
         std::fprintf(stderr, "vora-jobgen: %s\n%s", problem.c_str(), kJobgenUsage);
         return 2;
@@ -26,7 +26,7 @@ int main(int argc, char** argv)
     const auto start = std::chrono::steady_clock::now();
     JobReport report;
     try {
-        problem = WriteJob(spec, directory, report);
+        problem = WriteJob(request, directory, report);
     } catch (const std::bad_alloc&) {
         problem = "out of memory";
     }
@@ -40,7 +40,7 @@ int main(int argc, char** argv)
         if (report.analysisLimits[k] > 0.0)
             std::printf("group %zu: analysis limit fD = %g Hz\n", k + 1, report.analysisLimits[k]);
     for (const std::string& warning : report.warnings) std::fprintf(stderr, "vora-jobgen: warning: %s\n", warning.c_str());
-    std::printf("run:  vora -filepath %s/ -in %s -out %s\n", directory.c_str(), spec.mapName.c_str(),
+    std::printf("run:  vora -filepath %s/ -in %s -out %s\n", directory.c_str(), request.mapName.c_str(),
                 report.outputSuggestion.c_str());
     std::printf("answer: %s (%.2f s)\n", report.deviceFile.c_str(), seconds);
     return 0;

@@ -11,18 +11,18 @@
 // EP/ES/ED in the extended syntax, or the plain one-port EP/ED syntax (Nvpl form).
 enum class ArmSyntax { EP, ES, ED, PlainEP, PlainED };
 
-struct GroupSpec {
+struct GroupRequest {
     std::vector<int32_t> ports;  // 1-based, in line order
     ArmSyntax syntax = ArmSyntax::EP;
     bool syntaxGiven = false;
     double length = -1.0;  // metres; < 0: the job's default length
 };
 
-enum class ArmGrid { Same, Fine, Offset };
+enum class ArmGrid { Same, Fine, Offset, Shifted };
 
-struct JobSpec {
+struct JobRequest {
     int32_t portCount = 4;
-    std::vector<GroupSpec> groups;  // empty: two halves of the ports
+    std::vector<GroupRequest> groups;  // empty: two halves of the ports
     ArmSyntax defaultSyntax = ArmSyntax::EP;
 
     // FR-4-like coupled microstrip of about 50 ohm, per metre.
@@ -38,7 +38,8 @@ struct JobSpec {
     int32_t points = 201;
     std::string unit = "GHz";
     ArmGrid armGrid = ArmGrid::Same;
-    int32_t fineFactor = 4;
+    int32_t fineFactor = 4;     // fine:K
+    int32_t shiftedFactor = 1;  // shifted:K
 
     DeviceKind device = DeviceKind::Random;
     uint64_t seed = 1;
@@ -50,14 +51,14 @@ struct JobSpec {
     std::string commandLine;
 };
 
-/// Fills `spec` from the arguments after the program name; the last non-option argument is
+/// Fills `request` from the arguments after the program name; the last non-option argument is
 /// the output directory. Returns "" or the reason the arguments are wrong.
-std::string ParseJobArguments(const std::vector<std::string>& args, JobSpec& spec, std::string& directory,
+std::string ParseJobArguments(const std::vector<std::string>& args, JobRequest& request, std::string& directory,
                               bool& helpRequested);
 
-/// Checks the spec and completes it (default groups, group syntaxes and lengths).
+/// Checks the request and completes it (default groups, group syntaxes and lengths).
 /// Returns "" or the reason the job cannot be built.
-std::string CompleteJobSpec(JobSpec& spec);
+std::string CompleteJobRequest(JobRequest& request);
 
 /// Multiplier of a unit name: Hz 1, kHz 1e3, MHz 1e6, GHz 1e9; 0 for anything else.
 double UnitMultiplier(const std::string& unit);

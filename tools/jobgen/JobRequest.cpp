@@ -1,4 +1,4 @@
-#include "jobgen/JobSpec.h"
+#include "jobgen/JobRequest.h"
 
 #include <algorithm>
 #include <cctype>
@@ -11,7 +11,7 @@ const char* const kJobgenUsage =
     "Writes a de-embedding job with a known answer: map file, whole-structure file, arm files\n"
     "and the device's own S (device.sNp).\n"
     "  --ports N             whole-structure ports (4)\n"
-    "  --group SPEC          a calibration group, repeatable: PORTS[:KIND[:LENGTH]], PORTS like\n"
+    "  --group GROUP         a calibration group, repeatable: PORTS[:KIND[:LENGTH]], PORTS like\n"
     "                        1,2 or 1-4; KIND EP, ES, ED, plain-EP, plain-ED (default: two\n"
     "                        groups, the first and the second half of the ports)\n"
     "  --arm KIND            kind of groups that name none (EP)\n"
@@ -24,8 +24,10 @@ const char* const kJobgenUsage =
     "  --width, --thickness, --conductivity   conductor geometry written to NP (0.2m, 35u, 5.8e7)\n"
     "  --fstart F, --fstop F, --points K      frequency sweep (10M, 2G, 201)\n"
     "  --unit U              Hz, kHz, MHz or GHz in the files (GHz)\n"
-    "  --arm-grid G          same, fine:K (K-times finer, contains the whole grid) or offset\n"
-    "                        (shifted by half a step, one point more) (same)\n"
+    "  --arm-grid G          same, fine:K (K-times finer, contains the whole grid), offset\n"
+    "                        (shifted by half a step, one point more) or shifted:K (K-times\n"
+    "                        finer, each whole point a third of an arm step above an arm point)\n"
+    "                        (same)\n"
     "  --device D            random, through or series (random)\n"
     "  --seed S              seed of the random device (1)\n"
     "  --series-r, --series-l, --series-c     the series element (10, 1n, 0 = no capacitor)\n"
@@ -84,7 +86,7 @@ bool ParsePorts(const std::string& text, std::vector<int32_t>& ports)
     return !ports.empty();
 }
 
-bool ParseGroup(const std::string& text, GroupSpec& group)
+bool ParseGroup(const std::string& text, GroupRequest& group)
 {
     const size_t colon = text.find(':');
     if (!ParsePorts(text.substr(0, colon), group.ports)) return false;
@@ -143,26 +145,26 @@ const char* ArmSyntaxName(ArmSyntax syntax)
 
 bool IsPlain(ArmSyntax syntax) { return syntax == ArmSyntax::PlainEP || syntax == ArmSyntax::PlainED; }
 
-std::string ParseJobArguments(const std::vector<std::string>& args, JobSpec& spec, std::string& directory,
+std::string ParseJobArguments(const std::vector<std::string>& args, JobRequest& request, std::string& directory,
                               bool& helpRequested)
 {
     helpRequested = false;
     directory.clear();
-    spec.commandLine = "vora-jobgen";
-    for (const std::string& a : args) spec.commandLine += " " + a;
+    request.commandLine = "vora-jobgen";
+    for (const std::string& a : args) request.commandLine += " " + a;
 
     struct QuantityOption {
         const char* name;
         double* target;
     };
     const QuantityOption quantities[] = {
-        {"--length", &spec.length},       {"--r-self", &spec.rSelf},         {"--r-mutual", &spec.rMutual},
-        {"--l-self", &spec.lSelf},        {"--l-mutual", &spec.lMutual},     {"--g-self", &spec.gSelf},
-        {"--g-mutual", &spec.gMutual},    {"--c-self", &spec.cSelf},         {"--c-mutual", &spec.cMutual},
-        {"--er", &spec.er},               {"--width", &spec.width},          {"--thickness", &spec.thickness},
-        {"--conductivity", &spec.conductivity}, {"--fstart", &spec.fStart}, {"--fstop", &spec.fStop},
-        {"--series-r", &spec.seriesR},    {"--series-l", &spec.seriesL},     {"--series-c", &spec.seriesC},
-        {"--r-ref", &spec.r},
+        {"--length", &request.length},       {"--r-self", &request.rSelf},         {"--r-mutual", &request.rMutual},
+        {"--l-self", &request.lSelf},        {"--l-mutual", &request.lMutual},     {"--g-self", &request.gSelf},
+        {"--g-mutual", &request.gMutual},    {"--c-self", &request.cSelf},         {"--c-mutual", &request.cMutual},
+        {"--er", &request.er},               {"--width", &request.width},          {"--thickness", &request.thickness},
+        {"--conductivity", &request.conductivity}, {"--fstart", &request.fStart}, {"--fstop", &request.fStop},
+        {"--series-r", &request.seriesR},    {"--series-l", &request.seriesL},     {"--series-c", &request.seriesC},
+        {"--r-ref", &request.r},
     };
 
     for (size_t i = 0; i < args.size(); ++i) {
@@ -172,7 +174,7 @@ std::string ParseJobArguments(const std::vector<std::string>& args, JobSpec& spe
             return "";
         }
         if (option == "--series-shunt") {
-            spec.seriesShunt = true;
+            request.seriesShunt = true;
             continue;
         }
         if (option.rfind("--", 0) != 0) {
@@ -196,43 +198,47 @@ std::string ParseJobArguments(const std::vector<std::string>& args, JobSpec& spe
             if (!ParseInteger(value, integer)) return "bad count for " + option + ": " + value;
             if (option == "--ports") {
                 if (integer < 1 || integer > 512) return "--ports must be 1 to 512";
-                spec.portCount = static_cast<int32_t>(integer);
+                request.portCount = static_cast<int32_t>(integer);
             } else {
                 if (integer < 1 || integer > 10000000) return "--points must be 1 to 10000000";
-                spec.points = static_cast<int32_t>(integer);
+                request.points = static_cast<int32_t>(integer);
             }
         } else if (option == "--seed") {
             if (!ParseInteger(value, integer)) return "bad seed: " + value;
-            spec.seed = static_cast<uint64_t>(integer);
+            request.seed = static_cast<uint64_t>(integer);
         } else if (option == "--group") {
-            GroupSpec group;
+            GroupRequest group;
             if (!ParseGroup(value, group)) return "bad group (PORTS[:KIND[:LENGTH]]): " + value;
-            spec.groups.push_back(group);
+            request.groups.push_back(group);
         } else if (option == "--arm") {
-            if (!ParseSyntax(value, spec.defaultSyntax)) return "bad arm kind (EP, ES, ED, plain-EP, plain-ED): " + value;
+            if (!ParseSyntax(value, request.defaultSyntax)) return "bad arm kind (EP, ES, ED, plain-EP, plain-ED): " + value;
         } else if (option == "--unit") {
             if (UnitMultiplier(value) == 0.0) return "bad unit (Hz, kHz, MHz, GHz): " + value;
-            spec.unit = value;
+            request.unit = value;
         } else if (option == "--arm-grid") {
             if (value == "same") {
-                spec.armGrid = ArmGrid::Same;
+                request.armGrid = ArmGrid::Same;
             } else if (value == "offset") {
-                spec.armGrid = ArmGrid::Offset;
+                request.armGrid = ArmGrid::Offset;
             } else if (value.rfind("fine:", 0) == 0 && ParseInteger(value.substr(5), integer) && integer >= 1 &&
                        integer <= 1000) {
-                spec.armGrid = ArmGrid::Fine;
-                spec.fineFactor = static_cast<int32_t>(integer);
+                request.armGrid = ArmGrid::Fine;
+                request.fineFactor = static_cast<int32_t>(integer);
+            } else if (value.rfind("shifted:", 0) == 0 && ParseInteger(value.substr(8), integer) && integer >= 1 &&
+                       integer <= 1000) {
+                request.armGrid = ArmGrid::Shifted;
+                request.shiftedFactor = static_cast<int32_t>(integer);
             } else {
-                return "bad arm grid (same, fine:K, offset): " + value;
+                return "bad arm grid (same, fine:K, offset, shifted:K): " + value;
             }
         } else if (option == "--device") {
-            if (value == "random") spec.device = DeviceKind::Random;
-            else if (value == "through") spec.device = DeviceKind::Through;
-            else if (value == "series") spec.device = DeviceKind::Series;
+            if (value == "random") request.device = DeviceKind::Random;
+            else if (value == "through") request.device = DeviceKind::Through;
+            else if (value == "series") request.device = DeviceKind::Series;
             else return "bad device (random, through, series): " + value;
         } else if (option == "--map") {
             if (value.empty() || value.find_first_of("/ \t\"") != std::string::npos) return "bad map file name: " + value;
-            spec.mapName = value;
+            request.mapName = value;
         } else {
             return "unknown option " + option;
         }
@@ -241,21 +247,21 @@ std::string ParseJobArguments(const std::vector<std::string>& args, JobSpec& spe
     return "";
 }
 
-std::string CompleteJobSpec(JobSpec& spec)
+std::string CompleteJobRequest(JobRequest& request)
 {
-    const int32_t n = spec.portCount;
-    if (spec.groups.empty()) {
-        GroupSpec first, second;
+    const int32_t n = request.portCount;
+    if (request.groups.empty()) {
+        GroupRequest first, second;
         const int32_t half = n / 2;
         for (int32_t p = 1; p <= n; ++p) (p <= half ? first : second).ports.push_back(p);
-        if (!first.ports.empty()) spec.groups.push_back(first);
-        spec.groups.push_back(second);
+        if (!first.ports.empty()) request.groups.push_back(first);
+        request.groups.push_back(second);
     }
     std::set<int32_t> used;
     bool anyPlain = false, anyExtendedShortOpen = false;
-    for (GroupSpec& group : spec.groups) {
-        if (!group.syntaxGiven) group.syntax = spec.defaultSyntax;
-        if (group.length < 0.0) group.length = spec.length;
+    for (GroupRequest& group : request.groups) {
+        if (!group.syntaxGiven) group.syntax = request.defaultSyntax;
+        if (group.length < 0.0) group.length = request.length;
         for (int32_t p : group.ports) {
             if (p < 1 || p > n) return "group port " + std::to_string(p) + " is outside 1.." + std::to_string(n);
             if (!used.insert(p).second) return "port " + std::to_string(p) + " is named by two groups";
@@ -270,23 +276,28 @@ std::string CompleteJobSpec(JobSpec& spec)
     // extended syntax need ER for their geometry: both cannot share one map file.
     if (anyPlain && anyExtendedShortOpen) return "plain-syntax groups cannot be mixed with extended EP or ED groups";
     // Plain lines must come before any ES line, which switches to the extended syntax.
-    std::stable_partition(spec.groups.begin(), spec.groups.end(),
-                          [](const GroupSpec& g) { return IsPlain(g.syntax); });
+    std::stable_partition(request.groups.begin(), request.groups.end(),
+                          [](const GroupRequest& g) { return IsPlain(g.syntax); });
 
-    if ((spec.device == DeviceKind::Through || spec.device == DeviceKind::Series) && n % 2 != 0)
+    if ((request.device == DeviceKind::Through || request.device == DeviceKind::Series) && n % 2 != 0)
         return "the through and series devices pair port k with port k + N/2 and need an even port count";
-    if (!(spec.fStart > 0.0) || !(spec.fStop >= spec.fStart)) return "frequencies must satisfy 0 < fstart <= fstop";
-    if (spec.points < 2 && spec.fStop > spec.fStart) return "one point needs fstart = fstop";
-    if (spec.armGrid == ArmGrid::Offset) {
-        if (spec.points < 2) return "the offset arm grid needs at least 2 points";
-        const double step = (spec.fStop - spec.fStart) / (spec.points - 1);
-        if (!(spec.fStart - 0.5 * step > 0.0)) return "the offset arm grid would reach 0 Hz; raise fstart";
+    if (!(request.fStart > 0.0) || !(request.fStop >= request.fStart)) return "frequencies must satisfy 0 < fstart <= fstop";
+    if (request.points < 2 && request.fStop > request.fStart) return "one point needs fstart = fstop";
+    if (request.armGrid == ArmGrid::Offset) {
+        if (request.points < 2) return "the offset arm grid needs at least 2 points";
+        const double step = (request.fStop - request.fStart) / (request.points - 1);
+        if (!(request.fStart - 0.5 * step > 0.0)) return "the offset arm grid would reach 0 Hz; raise fstart";
     }
-    if (!(spec.r > 0.0)) return "the reference resistance must be above 0";
-    if (!(spec.er >= 1.0)) return "ER must be at least 1";
-    if (!(spec.lSelf > 0.0) || !(spec.cSelf > 0.0)) return "self inductance and capacitance must be above 0";
-    if (spec.rSelf < 0.0 || spec.gSelf < 0.0) return "losses must not be negative";
-    if (!(spec.width > 0.0) || !(spec.thickness > 0.0) || !(spec.conductivity > 0.0))
+    if (request.armGrid == ArmGrid::Shifted) {
+        if (request.points < 2) return "the shifted arm grid needs at least 2 points";
+        const double step = (request.fStop - request.fStart) / (request.points - 1) / request.shiftedFactor;
+        if (!(request.fStart - step / 3.0 > 0.0)) return "the shifted arm grid would reach 0 Hz; raise fstart";
+    }
+    if (!(request.r > 0.0)) return "the reference resistance must be above 0";
+    if (!(request.er >= 1.0)) return "ER must be at least 1";
+    if (!(request.lSelf > 0.0) || !(request.cSelf > 0.0)) return "self inductance and capacitance must be above 0";
+    if (request.rSelf < 0.0 || request.gSelf < 0.0) return "losses must not be negative";
+    if (!(request.width > 0.0) || !(request.thickness > 0.0) || !(request.conductivity > 0.0))
         return "width, thickness and conductivity must be above 0";
     return "";
 }

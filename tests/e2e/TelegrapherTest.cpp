@@ -1,0 +1,266 @@
+// The telegrapher's-equations path run end to end through vora-telegrapher (the same
+// program with the method switch flipped), and the shipped vora, which never takes it.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <complex>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/VoraRun.h"
+#if __has_include("jobgen/JobWriter.h")
+#define VORA_TELEGRAPHER_WITH_JOBGEN 1
+#include "plot/TouchstoneData.h"
+#endif
+
+namespace {
+
+const int kFailed = 255;  // -1 as the shell sees it
+const std::string kPathFailed =
+    "VORA:  DoShortOpenCalibration_BasedOnTelegraphersEquationsOfTransmissionLines error. \n";
+
+// Lines that only the telegrapher's path writes.
+const std::vector<std::string> kPathLines = {
+    "VORA:  Preprocess",
+    "VORA:  Calibrate ",
+    "VORA:  S paremeter file processed succesffuly. \n",
+    "VORA:  Calibration build",
+    "VORA:  Calibration  analysis is done succesffuly. \n",
+    "TelegraphersEquations",
+};
+
+int Count(const std::string& text, const std::string& part)
+{
+    int n = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
+    return n;
+}
+
+VoraRun RunJob(const TempDir& dir, const std::string& binary)
+{
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
+        if (entry.path().filename().string().rfind("vora_", 0) == 0) std::filesystem::remove(entry.path());
+    return RunVora({"-filepath", dir.dir(), "-in", "job.map", "-out", "out.s3p"}, dir.path(), dir.path(), binary);
+}
+
+// Three one-port groups in the plain arm syntax: short files of Z (one port), open files
+// of Y (two ports, frequencies in hertz). Group 2's open file has two points within 0.1 Hz
+// of its one short point, so it has more common points than short records.
+void WriteThreeGroupJob(const TempDir& dir)
+{
+    dir.Write("job.map",
+              "NP 3\nNC 3\nWS whole.s3p\n"
+              "EP 1 o1.s2p s1.s1p\nEP 2 o2.s2p s2.s1p\nEP 3 o3.s2p s3.s1p\n");
+    std::string whole = "# GHz S RI R 50\n";
+    for (int k = 1; k <= 2; ++k) {
+        whole += std::to_string(k);
+        for (int e = 0; e < 9; ++e) whole += e % 4 == 0 ? " 0.2 0.1" : " 0.01 0";
+        whole += "\n";
+    }
+    dir.Write("whole.s3p", whole);
+    const std::string open = " 0.001 0.02 0 -0.001 0 -0.001 0.001 0.02\n";
+    for (const char* g : {"1", "3"}) {
+        dir.Write(std::string("s") + g + ".s1p", "# GHz Z RI R 50\n1 5 30\n2 5 60\n");
+        dir.Write(std::string("o") + g + ".s2p", "# Hz Y RI R 50\n1000000000" + open + "2000000000" + open);
+    }
+    dir.Write("s2.s1p", "# GHz Z RI R 50\n1 5 30\n");
+    dir.Write("o2.s2p", "# Hz Y RI R 50\n1000000000" + open + "1000000000.05" + open);
+}
+
+TEST(Telegrapher, AFailingSecondGroupStopsBeforeTheThird)
+{
+    TempDir dir;
+    WriteThreeGroupJob(dir);
+    const VoraRun run = RunJob(dir, VORA_TELEGRAPHER_BINARY);
+    EXPECT_EQ(run.status, kFailed);
+    const std::string expected =
+        "VORA:  VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged = true. \n"
+        "VORA:  Preprocess and Calibrate succesffuly. \n"
+        "VORA:: Arm data of port 2 do not fit the arm's ports and frequencies\n"
+        "VORA:  Preprocess 2 arm file error. \n"
+        "VORA:  Preprocess and Calibrate error. \n"
+        "VORA:  Processing S paramters file error. \n" +
+        kPathFailed + "VORA:  Program fails.\n";
+    ASSERT_GE(run.log.size(), expected.size()) << run.log;
+    EXPECT_EQ(run.log.substr(run.log.size() - expected.size()), expected) << run.log;
+    EXPECT_EQ(Count(run.log, "VORA:  Preprocess and Calibrate succesffuly."), 1);
+}
+
+// The map reader refuses a job without arm lines, so the path's own no-group failure (the
+// calibration build's) cannot be reached from a map file.
+TEST(Telegrapher, AJobWithoutGroupsFailsBeforeTheCalibration)
+{
+    TempDir dir;
+    WriteThreeGroupJob(dir);
+    dir.Write("job.map", "NP 3\nNC 0\nWS whole.s3p\n");
+    const VoraRun run = RunJob(dir, VORA_TELEGRAPHER_BINARY);
+    EXPECT_EQ(run.status, kFailed);
+    EXPECT_EQ(Count(run.log, "VORA:: There is no port calibration due to no specify Nc\n"), 1) << run.log;
+    for (const std::string& line : kPathLines) EXPECT_EQ(Count(run.log, line), 0) << line;
+}
+
+TEST(Telegrapher, TheShippedProgramNeverTakesThePath)
+{
+    TempDir dir;
+    WriteThreeGroupJob(dir);
+    dir.Write("s2.s1p", "# GHz Z RI R 50\n1 5 30\n2 5 60\n");
+    dir.Write("o2.s2p", dir.Read("o1.s2p"));
+    const VoraRun run = RunJob(dir, VORA_BINARY);
+    EXPECT_NE(Count(run.log, "VORA:  VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged = true. \n"), 0)
+        << run.log;
+    EXPECT_NE(Count(run.log, "DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines"), 0);
+    for (const std::string& line : kPathLines) EXPECT_EQ(Count(run.log, line), 0) << line;
+
+    // The same job through the telegrapher's build gets through every group.
+    const VoraRun other = RunJob(dir, VORA_TELEGRAPHER_BINARY);
+    EXPECT_EQ(Count(other.log, "VORA:  Preprocess and Calibrate succesffuly. \n"), 3) << other.log;
+    EXPECT_EQ(Count(other.log, "VORA:  Calibration  analysis is done succesffuly. \n"), 1) << other.log;
+}
+
+#ifdef VORA_TELEGRAPHER_WITH_JOBGEN
+
+// Generated jobs: arms of coupled lossy lines around a known device (device.sNp).
+
+struct Series {
+    std::vector<double> frequencies;
+    std::vector<std::vector<std::complex<double>>> values;  // [entry][frequency]
+};
+
+bool ReadAll(const std::string& path, int32_t ports, Series& series)
+{
+    std::string all;
+    for (int32_t i = 1; i <= ports; ++i)
+        for (int32_t j = 1; j <= ports; ++j) all += (all.empty() ? "S" : ",S") + std::to_string(i) + std::to_string(j);
+    std::vector<MatrixEntry> entries;
+    TouchstoneSeries read;
+    if (!ParseEntries(all, ports, entries).empty() || !ReadTouchstoneSeries(path, ports, entries, read).empty())
+        return false;
+    series.frequencies = read.frequencies;
+    series.values = read.values;
+    return true;
+}
+
+// Largest |a - b| over all entries, comparing a's records from `skipA` on with b's.
+double LargestDeviation(const Series& a, const Series& b, size_t skipA = 0)
+{
+    if (a.frequencies.size() != b.frequencies.size() + skipA || a.values.size() != b.values.size()) return 1e9;
+    double worst = 0.0;
+    for (size_t e = 0; e < b.values.size(); ++e)
+        for (size_t k = 0; k < b.frequencies.size(); ++k)
+            worst = std::max(worst, std::abs(a.values[e][k + skipA] - b.values[e][k]));
+    return worst;
+}
+
+class TelegrapherJob : public ::testing::Test {
+protected:
+    bool Generate(const std::string& options)
+    {
+        const std::string command =
+            std::string(VORA_TOOLS_DIR) + "/vora-jobgen " + options + " " + dir.dir() + " >/dev/null 2>&1";
+        return std::system(command.c_str()) == 0;
+    }
+    // Runs vora-telegrapher on the generated job; the largest deviation of its output from
+    // the device, or a negative value when it did not run through.
+    double Deviation(int32_t ports)
+    {
+        const std::string suffix = ".s" + std::to_string(ports) + "p";
+        run = RunGenerated(dir, VORA_TELEGRAPHER_BINARY, "out" + suffix);
+        Series out, device;
+        if (run.status != 0 || !ReadAll(dir.dir() + "out" + suffix, ports, out) ||
+            !ReadAll(dir.dir() + "device" + suffix, ports, device))
+            return -1.0;
+        return LargestDeviation(out, device);
+    }
+    static VoraRun RunGenerated(const TempDir& dir, const std::string& binary, const std::string& output)
+    {
+        return RunVora({"-filepath", dir.dir(), "-in", "job.map", "-out", output}, dir.path(), dir.path(), binary);
+    }
+
+    TempDir dir;
+    VoraRun run;
+};
+
+// With the lines' total series impedance and shunt admittance as arm data, the model is
+// exact: only the 6-digit output format is left.
+TEST_F(TelegrapherJob, SeriesAndShuntDataGiveTheDeviceBack)
+{
+    struct Case {
+        const char* options;
+        int32_t ports;
+    };
+    for (const Case& c : {Case{"--series-shunt --ports 2 --group 1:EP --group 2:EP", 2},  // single lines
+                          Case{"--series-shunt", 4},                                       // two coupled pairs
+                          Case{"--series-shunt --ports 5 --group 1-3:EP --group 5:EP:3m", 5},  // port 4 straight
+                          Case{"--arm ES --fstop 8G", 4}}) {                               // arm S as it stands
+        SCOPED_TRACE(c.options);
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
+        ASSERT_TRUE(Generate(std::string("--points 41 ") + c.options));
+        const double deviation = Deviation(c.ports);
+        EXPECT_GE(deviation, 0.0) << run.log;
+        EXPECT_LT(deviation, 2e-6);
+        EXPECT_NE(run.log.find("TelegraphersEquationsOfTransmissionLines succesffuly. \n"), std::string::npos);
+    }
+}
+
+// On an arm grid between the simulated points the arms are interpolated linearly, so the
+// error falls with the square of the step.
+TEST_F(TelegrapherJob, InterpolationErrorFallsAsTheArmGridGetsFiner)
+{
+    std::vector<double> deviations;
+    for (int points : {11, 21, 41}) {
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
+        ASSERT_TRUE(Generate("--series-shunt --arm-grid offset --fstart 200M --points " + std::to_string(points)));
+        deviations.push_back(Deviation(4));
+        ASSERT_GT(deviations.back(), 1e-5) << points << " points: " << run.log;
+    }
+    EXPECT_LT(deviations[1], deviations[0] / 3.0);
+    EXPECT_LT(deviations[2], deviations[1] / 3.0);
+}
+
+// A simulation from 0 Hz with arm data from its second point on: at 0 Hz every arm is a
+// through, so the output keeps the whole structure's own 0 Hz point.
+TEST_F(TelegrapherJob, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
+{
+    ASSERT_TRUE(Generate("--series-shunt --ports 2 --group 1:EP --group 2:EP --points 11 --fstart 100M --fstop 1.1G"));
+    std::string whole = dir.Read("whole.s2p");
+    const size_t option = whole.find("\n#");
+    ASSERT_NE(option, std::string::npos);
+    whole.insert(whole.find('\n', option + 1) + 1, "0 0.3 0.01 0.7 -0.02 0.7 -0.02 0.3 0.01\n");
+    dir.Write("whole.s2p", whole);
+
+    run = RunGenerated(dir, VORA_TELEGRAPHER_BINARY, "out.s2p");
+    ASSERT_EQ(run.status, 0) << run.log;
+    Series out, device;
+    ASSERT_TRUE(ReadAll(dir.dir() + "out.s2p", 2, out));
+    ASSERT_TRUE(ReadAll(dir.dir() + "device.s2p", 2, device));
+    ASSERT_EQ(out.frequencies.size(), 12u);
+    EXPECT_EQ(out.frequencies[0], 0.0);
+    const std::complex<double> dc[] = {{0.3, 0.01}, {0.7, -0.02}, {0.7, -0.02}, {0.3, 0.01}};
+    for (size_t e = 0; e < 4; ++e) EXPECT_EQ(out.values[e][0], dc[e]) << e;
+    EXPECT_LT(LargestDeviation(out, device, 1), 2e-6);
+    // One line per one-port group at the first and at the last frequency, and no fallback.
+    EXPECT_EQ(Count(run.log, "VORA:  Calibration build with different sampling \n"), 4) << run.log;
+    EXPECT_EQ(Count(run.log, "VORA: error"), 0);
+}
+
+// True short and open data are not the lines' series impedance and shunt admittance; the
+// difference, and so the error, grows with the electrical length.
+TEST_F(TelegrapherJob, TrueShortOpenDataMissMoreAsTheLinesGetLonger)
+{
+    std::vector<double> deviations;
+    for (const char* length : {"1m", "3m", "9m"}) {
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) std::filesystem::remove(entry);
+        ASSERT_TRUE(Generate(std::string("--points 41 --ports 2 --group 1:EP --group 2:EP --length ") + length));
+        deviations.push_back(Deviation(2));
+        ASSERT_GT(deviations.back(), 2e-5) << length << ": " << run.log;
+    }
+    EXPECT_GT(deviations[1], 5.0 * deviations[0]);
+    EXPECT_GT(deviations[2], 5.0 * deviations[1]);
+}
+
+#endif
+
+}  // namespace
