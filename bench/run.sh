@@ -20,29 +20,32 @@ twoport=$(realpath "$build/bench/vora-twoport-gen")
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 
-# One run of "$@": prints "microseconds peak-kilobytes".
+# One run of "$@": prints "wall-microseconds peak-kilobytes cpu-seconds" (cpu: user + system,
+# which other load on a shared machine disturbs less than the wall time).
 run_once() {
     local t0 t1
     t0=$(date +%s%N)
-    if ! /usr/bin/time -f %M -o "$tmp/rss" "$@" >"$tmp/stdout" 2>&1; then
+    if ! /usr/bin/time -f "%M %U %S" -o "$tmp/rss" "$@" >"$tmp/stdout" 2>&1; then
         echo "bench: failed: $*" >&2
         cat "$tmp/stdout" >&2
         exit 1
     fi
     t1=$(date +%s%N)
-    echo "$(((t1 - t0) / 1000)) $(tail -n 1 "$tmp/rss")"
+    echo "$(((t1 - t0) / 1000)) $(tail -n 1 "$tmp/rss" | awk '{ print $1, $2 + $3 }')"
 }
 
-# $runs runs of "$@": prints "median-seconds max-peak-megabytes".
+# $runs runs of "$@": prints "median-wall-seconds max-peak-megabytes median-cpu-seconds".
 measure() {
     local i r results=()
     for ((i = 0; i < runs; i++)); do
         r=$(run_once "$@") || exit 1
         results+=("$r")
     done
-    printf '%s\n' "${results[@]}" | sort -n | awk -v n="$runs" '
-        { t[NR] = $1; if ($2 > m) m = $2 }
-        END { printf "%.3f %.1f\n", t[int((n + 1) / 2)] / 1e6, m / 1024 }'
+    local mid=$(((runs + 1) / 2)) wall cpu peak
+    wall=$(printf '%s\n' "${results[@]}" | awk '{ print $1 }' | sort -n | sed -n "${mid}p")
+    cpu=$(printf '%s\n' "${results[@]}" | awk '{ print $3 }' | sort -g | sed -n "${mid}p")
+    peak=$(printf '%s\n' "${results[@]}" | awk '{ print $2 }' | sort -n | tail -n 1)
+    awk -v w="$wall" -v p="$peak" -v c="$cpu" 'BEGIN { printf "%.3f %.1f %.2f\n", w / 1e6, p / 1024, c }'
 }
 
 # A calibration job from vora-jobgen, cached by its arguments.
@@ -132,16 +135,18 @@ bench_gs gsparam-2x2p-x2 400000
 make_cal_job "$jobs_dir/tiny" --ports 4 --points 11
 base=$(measure "$vora" -filepath "$jobs_dir/tiny/" -in job.map -out deembedded.s4p) || exit 1
 rm -f "$jobs_dir"/tiny/vora_*.log
-base_mb=${base#* }
+base_mb=$(echo "$base" | awk '{ print $2 }')
 
 echo
-printf '%-16s %7s %9s %9s %7s %9s %9s %7s %9s\n' job points engine_s floor_s ratio peak_MB model_MB mem mem-base
+printf '%-16s %7s %9s %9s %6s %8s %8s %6s %8s %8s %6s %8s\n' job points engine_s floor_s ratio \
+    eng_cpu flr_cpu ratio peak_MB model_MB mem mem-base
 for r in "${results[@]}"; do
     # shellcheck disable=SC2086
     set -- $r
-    awk -v name="$1" -v K="$2" -v et="$3" -v em="$4" -v ft="$5" -v model="$7" -v base="$base_mb" 'BEGIN {
-        printf "%-16s %7d %9.3f %9.3f %7.2f %9.1f %9.1f %7.2f %9.2f\n",
-               name, K, et, ft, et / ft, em, model, em / model, (em - base) / model }'
+    awk -v name="$1" -v K="$2" -v et="$3" -v em="$4" -v ec="$5" -v ft="$6" -v fc="$8" -v model="$9" \
+        -v base="$base_mb" 'BEGIN {
+        printf "%-16s %7d %9.3f %9.3f %6.2f %8.2f %8.2f %6.2f %8.1f %8.1f %6.2f %8.2f\n", name, K, et, ft, et / ft,
+               ec, fc, (fc > 0 ? ec / fc : 0), em, model, em / model, (em - base) / model }'
 done
 echo "(mem = peak RSS / model; mem-base = (peak RSS - ${base_mb} MB, the engine's peak on an 11-point 4-port job) / model)"
 echo
