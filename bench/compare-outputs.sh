@@ -63,6 +63,21 @@ cal p7-wrap-ungrouped --ports 7 --group 1-3 --group 4-6 --points 51
 cal p4-series --ports 4 --device series --series-shunt --points 201
 cal p4-through --ports 4 --device through --points 11
 
+# Failing jobs: a zero open record in the middle of the sweep (a singular matrix in the
+# arm derivation) and a short file ending before the sweep does (coverage).
+broken() {  # name, file, awk program run over the file
+    local name=$1 file=$2 program=$3
+    if [ ! -d "$work/$name" ]; then
+        "$jobgen" --ports 4 --points 101 "$work/$name" >/dev/null
+        awk "$program" "$work/$name/$file" >"$work/$name/$file.new"
+        mv "$work/$name/$file.new" "$work/$name/$file"
+    fi
+    check "$name" -filepath "@DIR@/" -in job.map -out out
+}
+broken fail-singular-arm arm1_open.s2p \
+    '/^[!#]/ { print; next } { if (++n == 50) { $0 = $1; for (i = 0; i < 8; i++) $0 = $0 " 0" } print }'
+broken fail-coverage arm2_short.s2p '/^[!#]/ { print; next } { if (++n < 101) print }'
+
 # Generalized mode.
 mkdir -p "$work/gsparam"
 [ -f "$work/gsparam/a.s2p" ] || "$twoport" 20000 "$work/gsparam/a.s2p" "$work/gsparam/b.s2p"
