@@ -5,14 +5,14 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <streambuf>
-#include <vector>
 
 // The stream buffer of OutputFile: one large buffer written to a file descriptor with
 // write(2), so that Discard can drop what has not been written yet.
 class OutputFileBuffer : public std::streambuf {
 public:
-    OutputFileBuffer() : buffer_(bufferSize) { ResetPut(); }
+    OutputFileBuffer() : buffer_(std::make_unique_for_overwrite<char[]>(bufferSize)) { ResetPut(); }
     OutputFileBuffer(const OutputFileBuffer&) = delete;
     OutputFileBuffer& operator=(const OutputFileBuffer&) = delete;
     ~OutputFileBuffer() override { CloseFile(false); }
@@ -63,7 +63,7 @@ protected:
         // Too big for what is left: write out what is buffered, then either buffer the text
         // or, when it is larger than the buffer itself, write it directly.
         if (!WriteOut()) return 0;
-        if (n < buffer_.size()) {
+        if (n < bufferSize) {
             std::memcpy(pptr(), s, n);
             pbump(static_cast<int>(n));
             return count;
@@ -80,7 +80,7 @@ private:
     void ResetPut()
     {
         if (fd_ >= 0)
-            setp(buffer_.data(), buffer_.data() + buffer_.size());
+            setp(buffer_.get(), buffer_.get() + bufferSize);
         else
             setp(nullptr, nullptr);
     }
@@ -106,10 +106,11 @@ private:
         const size_t n = static_cast<size_t>(pptr() - pbase());
         ResetPut();
         if (n == 0) return !failed_;
-        return WriteAll(buffer_.data(), n);
+        return WriteAll(buffer_.get(), n);
     }
 
-    std::vector<char> buffer_;
+    // Not zero-filled: a run log of a few lines touches only the pages it uses.
+    std::unique_ptr<char[]> buffer_;
     int fd_ = -1;
     bool failed_ = false;
 };
