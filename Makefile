@@ -1,6 +1,8 @@
 # Thin wrappers around CMake. `make run` and `make test` are the two set-up commands.
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 EXAMPLE    ?= examples/coupled-lines
 CMAKE_ARGS ?=
@@ -32,5 +34,10 @@ bench: deps
 	@cmake --build $(BENCH_BUILD) -j $(JOBS)
 	@bash bench/run.sh $(BENCH_BUILD)
 
+# Every fuzz target for FUZZ_SECONDS each, one after another (clang build in FUZZ_BUILD).
+fuzz:
+	@VORA_WITH_FUZZ=1 bash scripts/install-deps.sh
+	@bash fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)

@@ -355,6 +355,9 @@ void InitGroupWork(CalibrationGroup& group, int32_t slots)
 bool DeriveArmSParameters(CalibrationGroup& group)
 {
     assert(group.job != nullptr);
+    // Without a frequency point there is nothing to derive, and the work matrices would be
+    // sized by the map's port count alone, with no data to justify the memory.
+    if (group.job->frequencyCount == 0) return true;
     ArmDerivation d;
     d.Prepare(group);
     for (int32_t k = 0; k < group.job->frequencyCount; ++k)
@@ -400,6 +403,8 @@ bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job)
 {
     for (const CalibrationGroup& group : job.calibrationGroups)
         if (CheckArmFrequencyCoverage(job, group) != 0) return false;
+    // No frequency, nothing to derive: no work matrices sized by the port counts alone.
+    if (job.frequencyCount == 0) return true;
 
     // The error boxes are derived frequency by frequency into entry 0 of each group's
     // blocks and used at once: only the de-embedded matrices are kept for all frequencies.
@@ -587,8 +592,12 @@ int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissi
 
     const int32_t N = static_cast<int32_t>(job.portCount);
     job.vdcm_Sout.ResizeAll(job.frequencyCount, N);
-    for (dcm* m : {&job.Swhole, &job.Saa, &job.Sab, &job.Sba, &job.Sbb, &job.scratch1, &job.scratch2}) m->Resize(N);
-    for (CalibrationGroup& group : job.calibrationGroups) InitGroupWork(group, 1);
+    // Sized only when a record of the whole structure justifies N x N matrices: a map
+    // declaring thousands of ports over an empty file must not claim gigabytes.
+    const int32_t workOrder = job.frequencyCount > 0 ? N : 0;
+    for (dcm* m : {&job.Swhole, &job.Saa, &job.Sab, &job.Sba, &job.Sbb, &job.scratch1, &job.scratch2})
+        m->Resize(workOrder);
+    for (CalibrationGroup& group : job.calibrationGroups) InitGroupWork(group, job.frequencyCount > 0 ? 1 : 0);
 
     if (!Update_vdcm_Sout_ForAllFrequencies_Swhole(job)) {
         ReleaseWorkData(job);

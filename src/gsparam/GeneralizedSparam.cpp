@@ -8,6 +8,7 @@
 
 #include "io/NumberFormat.h"
 #include "job/VoraJob.h"
+#include "numerics/ComplexArrays.h"
 #include "numerics/LapackBindings.h"
 
 namespace {
@@ -162,6 +163,13 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
         for (int r = 0; r < 2; ++r)
             for (int c = 0; c < 2; ++c) A[2 * r + c] = T2(r, 0) * T1(0, c) + T2(r, 1) * T1(1, c);
 
+        // A zero S21 or a singular T1 leaves infinities or NaNs here, on which ZGEEV may
+        // never return (or complains on the console): the step fails instead.
+        if (!IsFiniteArray(4, A)) {
+            job.logStream << "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: "
+                          << "the matrix is not finite at frequency id : " << k + 1 << "\n";
+            return -1;
+        }
         int info = 0;
         zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
         if (info != 0) {

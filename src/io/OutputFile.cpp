@@ -8,6 +8,11 @@
 #include <memory>
 #include <streambuf>
 
+// The fuzz build makes the buffer tiny, so that every write path is taken by small outputs.
+#ifndef VORA_OUTPUT_BUFFER_BYTES
+#define VORA_OUTPUT_BUFFER_BYTES (size_t{1} << 20)
+#endif
+
 // The stream buffer of OutputFile: one large buffer written to a file descriptor with
 // write(2), so that Discard can drop what has not been written yet.
 class OutputFileBuffer : public std::streambuf {
@@ -74,7 +79,7 @@ protected:
     int sync() override { return WriteOut() ? 0 : -1; }
 
 private:
-    static constexpr size_t bufferSize = size_t{1} << 20;
+    static constexpr size_t bufferSize = VORA_OUTPUT_BUFFER_BYTES;
 
     // A closed file gets no put area, so that writing to it fails at once.
     void ResetPut()

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <iostream>
+#include <limits>
 #include <vector>
 
 #include "numerics/LapackBindings.h"
@@ -149,9 +150,25 @@ int32_t InvertArrayInPlace(int32_t n, Complex* A)
     return 0;
 }
 
+bool IsFiniteArray(int32_t count, const Complex* A)
+{
+    for (int32_t i = 0; i < count; ++i)
+        if (!std::isfinite(A[i].real()) || !std::isfinite(A[i].imag())) return false;
+    return true;
+}
+
 int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex* w, int32_t sortFlag)
 {
     if (n <= 0) return 0;
+    // ZGEEV never returns on some matrices with an infinite entry, and answers a NaN with a
+    // complaint on the console; such a matrix has no eigenvalues to give.
+    if (!IsFiniteArray(n * n, A)) {
+        const Complex nan(std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN());
+        std::fill_n(w, n, nan);
+        std::fill_n(V, static_cast<size_t>(n) * static_cast<size_t>(n), nan);
+        std::fill_n(Vinv, static_cast<size_t>(n) * static_cast<size_t>(n), nan);
+        return -4;
+    }
     thread_local std::vector<Complex> workBuffer;
     thread_local std::vector<double> realWorkBuffer;
     thread_local std::vector<EigenvalueRecord> recordBuffer;

@@ -28,9 +28,13 @@ void TransposeArray(int32_t n, Complex* M);
 /// A := A^-1. Always returns 0: the info is dropped on purpose, so a singular A gives
 /// whatever the factorisation leaves. Callers that must detect singularity use InvertArray.
 int32_t InvertArrayInPlace(int32_t n, Complex* A);
+/// true when every real and imaginary part of the count elements is finite.
+[[nodiscard]] bool IsFiniteArray(int32_t count, const Complex* A);
 /// A = V·diag(w)·Vinv with V's columns the right eigenvectors. A is consumed. With
 /// sortFlag != 0 the eigenvalues are ordered by decreasing imaginary part (eigenvectors
-/// follow) and two diagnostic lines go to standard output. Returns ZGEEV's info.
+/// follow) and two diagnostic lines go to standard output. Returns ZGEEV's info; an A
+/// with an infinite or NaN entry is not handed to ZGEEV: w, V and Vinv become NaN and the
+/// result is -4 (A illegal).
 [[nodiscard]] int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex* w,
                                      int32_t sortFlag);
 /// Element-wise principal branches, n elements.
