@@ -443,6 +443,8 @@ void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
     const int32_t N = static_cast<int32_t>(job.portCount);
     const int64_t entries = static_cast<int64_t>(N) * N;
     const bool wrap = N > 6;
+    // The line buffer is sized by the port count: without a record it is not claimed.
+    if (job.frequencyCount <= 0) return;
     // One line of text per frequency, built in a buffer sized once for the longest line:
     // the frequency, two numbers per entry with a blank before each, a wrap after every
     // fourth entry and the line feed.
