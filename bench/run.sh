@@ -88,7 +88,7 @@ groups_arg() {  # ports groups -> --group a-b ...
     echo "${args[@]}"
 }
 
-declare -A seconds
+declare -A seconds cpu
 results=()
 
 bench_cal() {  # name ports groups points
@@ -103,6 +103,7 @@ bench_cal() {  # name ports groups points
         "$dir"/arm*_open.s*p) || exit 1
     model=$(model_cal "$N" "$K" "$G" "$((N / G))")
     seconds[$name]=${engine%% *}
+    cpu[$name]=${engine##* }
     results+=("$name $K $engine $floor_m $model")
 }
 
@@ -117,6 +118,7 @@ bench_gs() {  # name points
     floor_m=$(measure "$floor" gsparam "$tmp/floor.out" "$dir/a.s2p" "$dir/b.s2p") || exit 1
     model=$(model_gs "$K")
     seconds[$name]=${engine%% *}
+    cpu[$name]=${engine##* }
     results+=("$name $K $engine $floor_m $model")
 }
 
@@ -150,8 +152,11 @@ for r in "${results[@]}"; do
 done
 echo "(mem = peak RSS / model; mem-base = (peak RSS - ${base_mb} MB, the engine's peak on an 11-point 4-port job) / model)"
 echo
-echo "scaling: time at 2K / time at K (target at most 2.2)"
+echo "scaling: engine time at 2K / at K, wall and cpu (target at most 2.2)"
 for name in cal-4p-2g cal-16p-4g cal-64p-8g gsparam-2x2p; do
-    awk -v name="$name" -v a="${seconds[$name]}" -v b="${seconds[$name-x2]}" 'BEGIN {
-        r = b / a; printf "%-16s %9.3f %9.3f %7.2f %s\n", name, a, b, r, (r <= 2.2 ? "ok" : "OVER") }'
+    awk -v name="$name" -v a="${seconds[$name]}" -v b="${seconds[$name-x2]}" \
+        -v ca="${cpu[$name]}" -v cb="${cpu[$name-x2]}" 'BEGIN {
+        r = b / a; rc = (ca > 0 ? cb / ca : 0)
+        printf "%-16s wall %7.3f %7.3f %5.2f %-4s   cpu %6.2f %6.2f %5.2f %s\n", name, a, b, r,
+               (r <= 2.2 ? "ok" : "OVER"), ca, cb, rc, (rc <= 2.2 ? "ok" : "OVER") }'
 done
