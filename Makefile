@@ -27,10 +27,17 @@ test-asan: deps
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# Benchmarks: build with the bench targets, then run the end-to-end jobs (bench/run.sh).
+BENCH_BUILD ?= build-bench
+bench: deps
+	@cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVORA_BUILD_BENCH=ON -DVORA_BUILD_TESTS=OFF $(CMAKE_ARGS) >/dev/null
+	@cmake --build $(BENCH_BUILD) -j $(JOBS)
+	@bash bench/run.sh $(BENCH_BUILD)
+
 # Every fuzz target for FUZZ_SECONDS each, one after another (clang build in FUZZ_BUILD).
 fuzz:
 	@VORA_WITH_FUZZ=1 bash scripts/install-deps.sh
 	@bash fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)

@@ -7,6 +7,7 @@
 
 #include "io/ArmFiles.h"
 #include "io/FrequencySearch.h"
+#include "io/NumberFormat.h"
 #include "io/OutputFile.h"
 #include "job/CalibrationGroup.h"
 #include "job/Switches.h"
@@ -54,93 +55,116 @@ void ReleaseWorkData(VoraJob& job)
     }
 }
 
-bool DeriveFromArmS(CalibrationGroup& group)
+// Scratch of one group's error-box derivation, sized once per group so that the frequency
+// loop allocates nothing.
+struct ArmDerivation {
+    ArmWork work;
+    dcm O, H, P, S;
+    Complex p;
+
+    void Prepare(const CalibrationGroup& group)
+    {
+        const int32_t n = group.portCount;
+        switch (group.armKind) {
+        case 0:
+            work.Resize(n);
+            O.Resize(n);
+            H.Resize(n);
+            P.Resize(n);
+            P.SetZero();
+            for (int32_t i = 0; i < n; ++i) P(i, i) = Complex(group.portResistances[static_cast<size_t>(i)], 0.0);
+            p = n == 1 ? P(0, 0) : Complex(0.0, 0.0);
+            break;
+        case 1: S.Resize(2 * n); break;
+        case 2:
+            work.Resize(n);
+            O.Resize(n);
+            H.Resize(n);
+            break;
+        default: break;
+        }
+    }
+};
+
+bool DeriveFromArmS(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
 {
     const VoraJob& job = *group.job;
     const int32_t n = group.portCount;
-    dcm S(2 * n);
-    for (int32_t k = 0; k < job.frequencyCount; ++k) {
-        const size_t kk = static_cast<size_t>(k);
-        if (!LookupArmValues(group.shortFrequencies, group.shortValues, job.frequencies[kk], kk, 4 * n * n, S.data))
-            return false;
-        dcm& Saa = group.vdcm_Saa[kk];
-        dcm& Sab = group.vdcm_Sab[kk];
-        dcm& Sba = group.vdcm_Sba[kk];
-        dcm& Sbb = group.vdcm_Sbb[kk];
-        for (int32_t i = 0; i < n; ++i) {
-            for (int32_t j = 0; j < n; ++j) {
-                Saa(i, j) = S(i, j);
-                Sab(i, j) = S(i, n + j);
-                Sba(i, j) = S(n + i, j);
-                Sbb(i, j) = S(n + i, n + j);
-            }
+    dcm& S = d.S;
+    if (!LookupArmValues(group.shortFrequencies, group.shortValues, job.frequencies[k], k, 4 * n * n, S.data))
+        return false;
+    dcm& Saa = group.vdcm_Saa[slot];
+    dcm& Sab = group.vdcm_Sab[slot];
+    dcm& Sba = group.vdcm_Sba[slot];
+    dcm& Sbb = group.vdcm_Sbb[slot];
+    for (int32_t i = 0; i < n; ++i) {
+        for (int32_t j = 0; j < n; ++j) {
+            Saa(i, j) = S(i, j);
+            Sab(i, j) = S(i, n + j);
+            Sba(i, j) = S(n + i, j);
+            Sbb(i, j) = S(n + i, n + j);
         }
-        if (n == 1) {
-            group.vc_Saa[kk] = S(0, 0);
-            group.vc_Sab[kk] = S(0, 1);
-            group.vc_Sba[kk] = S(1, 0);
-            group.vc_Sbb[kk] = S(1, 1);
-        }
+    }
+    if (n == 1) {
+        group.vc_Saa[slot] = S(0, 0);
+        group.vc_Sab[slot] = S(0, 1);
+        group.vc_Sba[slot] = S(1, 0);
+        group.vc_Sbb[slot] = S(1, 1);
     }
     return true;
 }
 
-bool DeriveFromOpenShortChain(CalibrationGroup& group)
+bool DeriveFromOpenShortChain(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
 {
     const VoraJob& job = *group.job;
     const int32_t n = group.portCount;
-    ArmWork work;
-    work.Resize(n);
-    dcm O(n), H(n), P(n);
-    for (int32_t i = 0; i < n; ++i) P(i, i) = Complex(group.portResistances[static_cast<size_t>(i)], 0.0);
-    const Complex p = n == 1 ? P(0, 0) : Complex(0.0, 0.0);
-
-    for (int32_t k = 0; k < job.frequencyCount; ++k) {
-        const size_t kk = static_cast<size_t>(k);
-        const double f = job.frequencies[kk];
-        if (!LookupArmValues(group.openFrequencies, group.openValues, f, kk, n * n, O.data)) return false;
-        if (!LookupArmValues(group.shortFrequencies, group.shortValues, f, kk, n * n, H.data)) return false;
-        if (!ChainArmFromOpenShort(O, H, P, work, group.vdcm_Saa[kk], group.vdcm_Sab[kk], group.vdcm_Sba[kk],
-                                   group.vdcm_Sbb[kk]))
-            return false;
-        if (n == 1)
-            ChainArmFromOpenShortScalar(O(0, 0), H(0, 0), p, group.vc_Saa[kk], group.vc_Sab[kk], group.vc_Sba[kk],
-                                        group.vc_Sbb[kk]);
-    }
+    const double f = job.frequencies[k];
+    if (!LookupArmValues(group.openFrequencies, group.openValues, f, k, n * n, d.O.data)) return false;
+    if (!LookupArmValues(group.shortFrequencies, group.shortValues, f, k, n * n, d.H.data)) return false;
+    if (!ChainArmFromOpenShort(d.O, d.H, d.P, d.work, group.vdcm_Saa[slot], group.vdcm_Sab[slot],
+                               group.vdcm_Sba[slot], group.vdcm_Sbb[slot]))
+        return false;
+    if (n == 1)
+        ChainArmFromOpenShortScalar(d.O(0, 0), d.H(0, 0), d.p, group.vc_Saa[slot], group.vc_Sab[slot],
+                                    group.vc_Sba[slot], group.vc_Sbb[slot]);
     return true;
 }
 
 // O and H are taken exactly as the arm reader stored them. In the extended syntax the
 // reader has already turned the S records of this kind into Zshort and Yopen, and the
 // iteration runs on those; that is the behaviour the parent tools were tuned against.
-bool DeriveFromOpenShortReflections(CalibrationGroup& group)
+bool DeriveFromOpenShortReflections(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
 {
     const VoraJob& job = *group.job;
     const int32_t n = group.portCount;
-    ArmWork work;
-    work.Resize(n);
-    dcm O(n), H(n);
-
-    for (int32_t k = 0; k < job.frequencyCount; ++k) {
-        const size_t kk = static_cast<size_t>(k);
-        const double f = job.frequencies[kk];
-        if (!LookupArmValues(group.openFrequencies, group.openValues, f, kk, n * n, O.data)) return false;
-        if (!LookupArmValues(group.shortFrequencies, group.shortValues, f, kk, n * n, H.data)) return false;
-        dcm& a = group.vdcm_Saa[kk];
-        dcm& b = group.vdcm_Sab[kk];
-        if (!ReflectionArmFromOpenShort(O, H, work, a, b)) return false;
-        group.vdcm_Sbb[kk].Assign(a);
-        group.vdcm_Sba[kk].Assign(b);
-        if (n == 1) {
-            Complex as, bs;
-            ReflectionArmFromOpenShortScalar(O(0, 0), H(0, 0), as, bs);
-            group.vc_Saa[kk] = as;
-            group.vc_Sbb[kk] = as;
-            group.vc_Sab[kk] = bs;
-            group.vc_Sba[kk] = bs;
-        }
+    const double f = job.frequencies[k];
+    if (!LookupArmValues(group.openFrequencies, group.openValues, f, k, n * n, d.O.data)) return false;
+    if (!LookupArmValues(group.shortFrequencies, group.shortValues, f, k, n * n, d.H.data)) return false;
+    dcm& a = group.vdcm_Saa[slot];
+    dcm& b = group.vdcm_Sab[slot];
+    if (!ReflectionArmFromOpenShort(d.O, d.H, d.work, a, b)) return false;
+    group.vdcm_Sbb[slot].Assign(a);
+    group.vdcm_Sba[slot].Assign(b);
+    if (n == 1) {
+        Complex as, bs;
+        ReflectionArmFromOpenShortScalar(d.O(0, 0), d.H(0, 0), as, bs);
+        group.vc_Saa[slot] = as;
+        group.vc_Sbb[slot] = as;
+        group.vc_Sab[slot] = bs;
+        group.vc_Sba[slot] = bs;
     }
     return true;
+}
+
+// The group's error box at simulated frequency k, stored in entry `slot` of its blocks.
+bool DeriveArmAt(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
+{
+    switch (group.armKind) {
+    case 0: return DeriveFromOpenShortChain(group, d, k, slot);
+    case 1: return DeriveFromArmS(group, d, k, slot);
+    case 2: return DeriveFromOpenShortReflections(group, d, k, slot);
+    default: return true;  // an unknown kind contributes nothing
+    }
 }
 
 }  // namespace
@@ -311,11 +335,11 @@ bool LookupArmValues(const std::vector<double>& frequencies, const RecordTable& 
     return true;
 }
 
-void InitGroupWork(CalibrationGroup& group)
+void InitGroupWork(CalibrationGroup& group, int32_t slots)
 {
     if (!IsDerivedKind(group.armKind)) return;
     assert(group.job != nullptr);
-    const int32_t K = group.job->frequencyCount;
+    const int32_t K = slots >= 0 ? slots : group.job->frequencyCount;
     const int32_t n = group.portCount;
     group.vdcm_Saa.ResizeAll(K, n);
     group.vdcm_Sab.ResizeAll(K, n);
@@ -334,12 +358,11 @@ bool DeriveArmSParameters(CalibrationGroup& group)
     // Without a frequency point there is nothing to derive, and the work matrices would be
     // sized by the map's port count alone, with no data to justify the memory.
     if (group.job->frequencyCount == 0) return true;
-    switch (group.armKind) {
-    case 0: return DeriveFromOpenShortChain(group);
-    case 1: return DeriveFromArmS(group);
-    case 2: return DeriveFromOpenShortReflections(group);
-    default: return true;  // an unknown kind contributes nothing
-    }
+    ArmDerivation d;
+    d.Prepare(group);
+    for (int32_t k = 0; k < group.job->frequencyCount; ++k)
+        if (!DeriveArmAt(group, d, static_cast<size_t>(k), static_cast<size_t>(k))) return false;
+    return true;
 }
 
 void AssembleErrorNetwork(VoraJob& job, size_t k)
@@ -380,18 +403,28 @@ bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job)
 {
     for (const CalibrationGroup& group : job.calibrationGroups)
         if (CheckArmFrequencyCoverage(job, group) != 0) return false;
-    for (CalibrationGroup& group : job.calibrationGroups)
-        if (!DeriveArmSParameters(group)) return false;
+    // No frequency, nothing to derive: no work matrices sized by the port counts alone.
+    if (job.frequencyCount == 0) return true;
+
+    // The error boxes are derived frequency by frequency into entry 0 of each group's
+    // blocks and used at once: only the de-embedded matrices are kept for all frequencies.
+    // Every value is computed by the same operations as a derivation over the whole sweep,
+    // and either way any failure fails the step before anything is written.
+    std::vector<ArmDerivation> derivations(job.calibrationGroups.size());
+    for (size_t g = 0; g < job.calibrationGroups.size(); ++g) derivations[g].Prepare(job.calibrationGroups[g]);
 
     const int32_t N = static_cast<int32_t>(job.portCount);
     dcm& X = job.scratch1;
     dcm& T = job.scratch2;
     for (int32_t k = 0; k < job.frequencyCount; ++k) {
         const size_t kk = static_cast<size_t>(k);
+        for (size_t g = 0; g < job.calibrationGroups.size(); ++g)
+            if (!DeriveArmAt(job.calibrationGroups[g], derivations[g], kk, 0)) return false;
+
         const double* whole = job.wholeValues[kk];
         for (int32_t e = 0; e < N * N; ++e) job.Swhole.data[e] = Complex(whole[2 * e], whole[2 * e + 1]);
 
-        AssembleErrorNetwork(job, kk);
+        AssembleErrorNetwork(job, 0);
 
         // Sd = (Sba·(S - Saa)^-1·Sab + Sbb)^-1, the products formed in this order.
         X.Assign(job.Swhole);
@@ -410,19 +443,34 @@ void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
     const int32_t N = static_cast<int32_t>(job.portCount);
     const int64_t entries = static_cast<int64_t>(N) * N;
     const bool wrap = N > 6;
+    // The line buffer is sized by the port count: without a record it is not claimed.
+    if (job.frequencyCount <= 0) return;
+    // One line of text per frequency, built in a buffer sized once for the longest line:
+    // the frequency, two numbers per entry with a blank before each, a wrap after every
+    // fourth entry and the line feed.
+    const size_t lineRoom = static_cast<size_t>(2 * entries + 1) * (kStreamNumberMaxLength + 1) +
+                            static_cast<size_t>(entries / 4 + 1) * 2 + 1;
+    std::vector<char> line(lineRoom);
     for (int32_t k = 0; k < job.frequencyCount; ++k) {
         const size_t kk = static_cast<size_t>(k);
-        out << job.frequencies[kk] / job.freqUnitFactor;
+        char* p = FormatStreamDefault(line.data(), job.frequencies[kk] / job.freqUnitFactor);
         const dcm& S = job.vdcm_Sout[kk];
         int64_t entry = 0;
         for (int32_t r = 0; r < N; ++r) {
             for (int32_t c = 0; c < N; ++c) {
-                out << " " << S(r, c).real() << " " << S(r, c).imag();
+                *p++ = ' ';
+                p = FormatStreamDefault(p, S(r, c).real());
+                *p++ = ' ';
+                p = FormatStreamDefault(p, S(r, c).imag());
                 ++entry;
-                if (wrap && entry % 4 == 0 && entry != entries) out << "\n\t";
+                if (wrap && entry % 4 == 0 && entry != entries) {
+                    *p++ = '\n';
+                    *p++ = '\t';
+                }
             }
         }
-        out << "\n";
+        *p++ = '\n';
+        out.write(line.data(), p - line.data());
     }
 }
 
@@ -551,7 +599,7 @@ int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissi
     const int32_t workOrder = job.frequencyCount > 0 ? N : 0;
     for (dcm* m : {&job.Swhole, &job.Saa, &job.Sab, &job.Sba, &job.Sbb, &job.scratch1, &job.scratch2})
         m->Resize(workOrder);
-    for (CalibrationGroup& group : job.calibrationGroups) InitGroupWork(group);
+    for (CalibrationGroup& group : job.calibrationGroups) InitGroupWork(group, job.frequencyCount > 0 ? 1 : 0);
 
     if (!Update_vdcm_Sout_ForAllFrequencies_Swhole(job)) {
         ReleaseWorkData(job);

@@ -20,13 +20,16 @@ struct CalibrationGroup;
 /// The whole method, output body included. Returns 0, or -1 after logging the reason.
 [[nodiscard]] int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines(VoraJob& job);
 
-/// Checks the arm coverage, derives every group's error box and fills job.vdcm_Sout.
-/// false on the first failure; only the coverage check logs.
+/// Checks the arm coverage, then per simulated frequency derives every group's error box
+/// (into entry 0 of the group's blocks, which InitGroupWork must have given at least one
+/// entry), assembles the error network and fills job.vdcm_Sout. false on the first
+/// failure; only the coverage check logs.
 [[nodiscard]] bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job);
 
-/// Sizes the group's per-frequency error-box vectors to the job's frequency count
-/// (matrices n x n and zero, scalars zero). Groups of an unknown arm kind keep none.
-void InitGroupWork(CalibrationGroup& group);
+/// Sizes the group's error-box vectors to `slots` entries, or to the job's frequency count
+/// when slots is negative (matrices n x n and zero, scalars zero). Groups of an unknown arm
+/// kind keep none.
+void InitGroupWork(CalibrationGroup& group, int32_t slots = -1);
 
 /// The group's error box at every simulated frequency, by its arm kind. false when a
 /// lookup fails or a matrix is singular (nothing is logged).
@@ -49,8 +52,9 @@ void WritePortLineReport(const VoraJob& job);
 [[nodiscard]] bool LookupArmValues(const std::vector<double>& frequencies, const RecordTable& records, double f,
                                    size_t startIndex, int32_t count, Complex* out);
 
-/// Saa, Sab, Sba, Sbb of the job (N x N) at frequency k: a through on every port, then
-/// each group's error box placed on its ports, later groups overwriting earlier ones.
+/// Saa, Sab, Sba, Sbb of the job (N x N) from entry k of the groups' error boxes: a through
+/// on every port, then each group's error box placed on its ports, later groups
+/// overwriting earlier ones.
 void AssembleErrorNetwork(VoraJob& job, size_t k);
 
 /// One line per simulated frequency: the frequency in the whole-structure file's unit and

@@ -1,10 +1,12 @@
 #include "gsparam/GeneralizedSparam.h"
 
 #include <cassert>
+#include <charconv>
 #include <cmath>
-#include <iomanip>
+#include <cstring>
 #include <vector>
 
+#include "io/NumberFormat.h"
 #include "job/VoraJob.h"
 #include "numerics/ComplexArrays.h"
 #include "numerics/LapackBindings.h"
@@ -128,6 +130,16 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
     const PairFormat format2 = FormatOf(job.sFile2Format);
     const int n = 2;
     const int ld = 2;
+    // The workspace the solver asks for depends only on the order, so it is asked once.
+    int lwork = -1;
+    if (job.frequencyCount > 0) {
+        int info = 0;
+        zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
+        lwork = static_cast<int>(work[0].real());
+        if (lwork < 1) lwork = 1;
+        work.resize(static_cast<size_t>(lwork));
+    }
+    char line[32 + 2 * (4 + kStreamFixedMaxLength) + 1];
 
     for (int32_t k = 0; k < job.frequencyCount; ++k) {
         if (format1 == PairFormat::Unknown) {
@@ -159,11 +171,6 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
             return -1;
         }
         int info = 0;
-        int lwork = -1;
-        zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
-        lwork = static_cast<int>(work[0].real());
-        if (lwork < 1) lwork = 1;
-        work.resize(static_cast<size_t>(lwork));  // the same size every time: allocates once
         zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
         if (info != 0) {
             job.logStream << "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: " << info
@@ -172,8 +179,14 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
         }
         const Complex g = 1.0 / w[1];
 
-        out << std::fixed << std::setprecision(15);
-        out << WholeHertz(job.frequencies[static_cast<size_t>(k)]) << "    " << g.real() << "    " << g.imag() << "\n";
+        // The stream's fixed format with 15 decimals, written without the stream.
+        char* p = std::to_chars(line, line + sizeof line, WholeHertz(job.frequencies[static_cast<size_t>(k)])).ptr;
+        std::memcpy(p, "    ", 4);
+        p = FormatStreamFixed15(p + 4, g.real());
+        std::memcpy(p, "    ", 4);
+        p = FormatStreamFixed15(p + 4, g.imag());
+        *p++ = '\n';
+        out.write(line, p - line);
     }
     out.flush();
     // A failing close is not a failure of this step; the output is as complete as it could be.

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdlib>
 
 namespace {
@@ -75,6 +76,16 @@ void ClearUnitLetterTable() { unitMultipliers.fill(0.0); }
 
 double ParseNumber(std::string_view text)
 {
+    // Fast path for the plain numbers that fill the data records: when from_chars takes the
+    // whole text as a finite number, the text holds no letter but an exponent's E/e, so the
+    // rule below would convert the same whole text with no multiplier. Anything else
+    // (unit letters, "inf", "nan", a leading "+", out of range) goes the general way.
+    if (!text.empty() && (IsDigit(text.front()) || text.front() == '-' || text.front() == '.')) {
+        double value = 0.0;
+        const std::from_chars_result result =
+            std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::general);
+        if (result.ec == std::errc() && result.ptr == text.data() + text.size() && std::isfinite(value)) return value;
+    }
     size_t letterAt = 0;
     while (letterAt < text.size() && !(IsLetter(text[letterAt]) && text[letterAt] != 'E' && text[letterAt] != 'e'))
         ++letterAt;

@@ -5,8 +5,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <streambuf>
-#include <vector>
 
 // The fuzz build makes the buffer tiny, so that every write path is taken by small outputs.
 #ifndef VORA_OUTPUT_BUFFER_BYTES
@@ -17,7 +17,7 @@
 // write(2), so that Discard can drop what has not been written yet.
 class OutputFileBuffer : public std::streambuf {
 public:
-    OutputFileBuffer() : buffer_(bufferSize) { ResetPut(); }
+    OutputFileBuffer() : buffer_(std::make_unique_for_overwrite<char[]>(bufferSize)) { ResetPut(); }
     OutputFileBuffer(const OutputFileBuffer&) = delete;
     OutputFileBuffer& operator=(const OutputFileBuffer&) = delete;
     ~OutputFileBuffer() override { CloseFile(false); }
@@ -68,7 +68,7 @@ protected:
         // Too big for what is left: write out what is buffered, then either buffer the text
         // or, when it is larger than the buffer itself, write it directly.
         if (!WriteOut()) return 0;
-        if (n < buffer_.size()) {
+        if (n < bufferSize) {
             std::memcpy(pptr(), s, n);
             pbump(static_cast<int>(n));
             return count;
@@ -85,7 +85,7 @@ private:
     void ResetPut()
     {
         if (fd_ >= 0)
-            setp(buffer_.data(), buffer_.data() + buffer_.size());
+            setp(buffer_.get(), buffer_.get() + bufferSize);
         else
             setp(nullptr, nullptr);
     }
@@ -111,10 +111,11 @@ private:
         const size_t n = static_cast<size_t>(pptr() - pbase());
         ResetPut();
         if (n == 0) return !failed_;
-        return WriteAll(buffer_.data(), n);
+        return WriteAll(buffer_.get(), n);
     }
 
-    std::vector<char> buffer_;
+    // Not zero-filled: a run log of a few lines touches only the pages it uses.
+    std::unique_ptr<char[]> buffer_;
     int fd_ = -1;
     bool failed_ = false;
 };

@@ -32,6 +32,8 @@ TEST_F(NumberParser, UnitLettersScaleTheNumberBeforeThem)
         {"3Meg", 3.0 * 1e6},   {"4P", 4.0 * 1e-12}, {"7n", 7.0 * 1e-9},  {"7U", 7.0 * 1e-6},
         {"7K", 7.0 * 1e3},     {"7T", 7.0 * 1e12},  {"7g", 7.0},         {"7t", 7.0},
         {"G", 0.0},            {"0x10", 0.0},       {"inf", 0.0},        {"3.0e2.5k", 300.0 * 1e3},
+        // The fast path for plain numbers must leave these to the full conversion.
+        {"nan", 0.0}, {"-inf", 0.0}, {"-nan", 0.0}, {"-infinity", 0.0}, {".5e-3", 0.5e-3}, {"-1E+3", -1e3},
     };
     for (const Case& c : cases) EXPECT_EQ(ParseNumber(c.text), c.expected) << c.text;
 }

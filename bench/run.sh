@@ -1,0 +1,162 @@
+#!/usr/bin/env bash
+# End-to-end benchmarks: generated jobs of several sizes, each run by the engine and by the
+# I/O floor program; prints median wall times, the ratio engine/floor, peak memory against
+# the job's modelled working set, and whether doubling the frequency count at most doubles
+# the time (+10 %).
+#
+#   bench/run.sh [BUILD_DIR]          (make bench builds BUILD_DIR=build-bench first)
+#   BENCH_RUNS=5 bench/run.sh ...     runs per measurement (default 3; the median is used)
+set -euo pipefail
+
+build=${1:-build-bench}
+runs=${BENCH_RUNS:-3}
+mkdir -p "$build/jobs"
+jobs_dir=$(realpath "$build/jobs")
+vora=$(realpath "$build/vora")
+floor=$(realpath "$build/bench/vora-iofloor")
+jobgen=$(realpath "$build/tools/vora-jobgen")
+twoport=$(realpath "$build/bench/vora-twoport-gen")
+
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+
+# One run of "$@": prints "wall-microseconds peak-kilobytes cpu-seconds" (cpu: user + system,
+# which other load on a shared machine disturbs less than the wall time).
+run_once() {
+    local t0 t1
+    t0=$(date +%s%N)
+    if ! /usr/bin/time -f "%M %U %S" -o "$tmp/rss" "$@" >"$tmp/stdout" 2>&1; then
+        echo "bench: failed: $*" >&2
+        cat "$tmp/stdout" >&2
+        exit 1
+    fi
+    t1=$(date +%s%N)
+    echo "$(((t1 - t0) / 1000)) $(tail -n 1 "$tmp/rss" | awk '{ print $1, $2 + $3 }')"
+}
+
+# $runs runs of "$@": prints "median-wall-seconds max-peak-megabytes median-cpu-seconds".
+measure() {
+    local i r results=()
+    for ((i = 0; i < runs; i++)); do
+        r=$(run_once "$@") || exit 1
+        results+=("$r")
+    done
+    local mid=$(((runs + 1) / 2)) wall cpu peak
+    wall=$(printf '%s\n' "${results[@]}" | awk '{ print $1 }' | sort -n | sed -n "${mid}p")
+    cpu=$(printf '%s\n' "${results[@]}" | awk '{ print $3 }' | sort -g | sed -n "${mid}p")
+    peak=$(printf '%s\n' "${results[@]}" | awk '{ print $2 }' | sort -n | tail -n 1)
+    awk -v w="$wall" -v p="$peak" -v c="$cpu" 'BEGIN { printf "%.3f %.1f %.2f\n", w / 1e6, p / 1024, c }'
+}
+
+# A calibration job from vora-jobgen, cached by its arguments.
+make_cal_job() {  # dir, jobgen arguments...
+    local dir=$1
+    shift
+    if [ ! -f "$dir/args" ] || [ "$(cat "$dir/args")" != "$*" ]; then
+        rm -rf "$dir"
+        "$jobgen" "$@" "$dir" >/dev/null
+        echo "$*" >"$dir/args"
+    fi
+}
+
+make_gs_job() {  # dir, points
+    local dir=$1
+    if [ ! -f "$dir/args" ] || [ "$(cat "$dir/args")" != "$2" ]; then
+        rm -rf "$dir"
+        mkdir -p "$dir"
+        "$twoport" "$2" "$dir/a.s2p" "$dir/b.s2p"
+        echo "$2" >"$dir/args"
+    fi
+}
+
+
+# Modelled working set in MB: the values the engine must hold. De-embedding: the whole
+# structure's records and the K output matrices (2·N² doubles each), every arm file's
+# records (2·n² doubles), and the frequency lists. Generalized mode: both files' records
+# (8 doubles) and the frequencies.
+model_cal() {  # ports points groups group-ports
+    awk -v N="$1" -v K="$2" -v G="$3" -v n="$4" \
+        'BEGIN { printf "%.1f\n", (K * 2 * N * N * 8 * 2 + G * 2 * K * 2 * n * n * 8 + K * 8 * (1 + 2 * G)) / 1048576 }'
+}
+model_gs() {  # points
+    awk -v K="$1" 'BEGIN { printf "%.1f\n", (2 * K * 8 * 8 + K * 8) / 1048576 }'
+}
+
+groups_arg() {  # ports groups -> --group a-b ...
+    local N=$1 G=$2 n=$(($1 / $2)) g args=()
+    for ((g = 0; g < G; g++)); do args+=(--group "$((g * n + 1))-$((g * n + n))"); done
+    echo "${args[@]}"
+}
+
+declare -A seconds cpu
+results=()
+
+bench_cal() {  # name ports groups points
+    local name=$1 N=$2 G=$3 K=$4 dir
+    dir=$jobs_dir/$name
+    # shellcheck disable=SC2046
+    make_cal_job "$dir" --ports "$N" $(groups_arg "$N" "$G") --points "$K"
+    local engine floor_m model
+    engine=$(measure "$vora" -filepath "$dir/" -in job.map -out "deembedded.s${N}p") || exit 1
+    rm -f "$dir"/vora_*.log
+    floor_m=$(measure "$floor" touchstone "$N" "$tmp/floor.out" "$dir/whole.s${N}p" "$dir"/arm*_short.s*p \
+        "$dir"/arm*_open.s*p) || exit 1
+    model=$(model_cal "$N" "$K" "$G" "$((N / G))")
+    seconds[$name]=${engine%% *}
+    cpu[$name]=${engine##* }
+    results+=("$name $K $engine $floor_m $model")
+}
+
+bench_gs() {  # name points
+    local name=$1 K=$2 dir
+    dir=$jobs_dir/$name
+    make_gs_job "$dir" "$K"
+    local engine floor_m model
+    engine=$(measure "$vora" GENERALIZEDSPARAM -filepath "$dir/" -inputsfile1 "$dir/a.s2p" -inputsfile2 "$dir/b.s2p" \
+        -out g.txt) || exit 1
+    rm -f "$dir"/vora_*.log
+    floor_m=$(measure "$floor" gsparam "$tmp/floor.out" "$dir/a.s2p" "$dir/b.s2p") || exit 1
+    model=$(model_gs "$K")
+    seconds[$name]=${engine%% *}
+    cpu[$name]=${engine##* }
+    results+=("$name $K $engine $floor_m $model")
+}
+
+echo "bench: $runs runs per figure; jobs cached in $jobs_dir" >&2
+bench_cal cal-4p-2g 4 2 1001
+bench_cal cal-16p-4g 16 4 2001
+bench_cal cal-64p-8g 64 8 1001
+bench_gs gsparam-2x2p 200000
+# The same jobs with twice the frequencies, for the scaling check.
+bench_cal cal-4p-2g-x2 4 2 2002
+bench_cal cal-16p-4g-x2 16 4 4002
+bench_cal cal-64p-8g-x2 64 8 2002
+bench_gs gsparam-2x2p-x2 400000
+
+# The engine's memory floor: a 4-port job of 11 points.
+make_cal_job "$jobs_dir/tiny" --ports 4 --points 11
+base=$(measure "$vora" -filepath "$jobs_dir/tiny/" -in job.map -out deembedded.s4p) || exit 1
+rm -f "$jobs_dir"/tiny/vora_*.log
+base_mb=$(echo "$base" | awk '{ print $2 }')
+
+echo
+printf '%-16s %7s %9s %9s %6s %8s %8s %6s %8s %8s %6s %8s\n' job points engine_s floor_s ratio \
+    eng_cpu flr_cpu ratio peak_MB model_MB mem mem-base
+for r in "${results[@]}"; do
+    # shellcheck disable=SC2086
+    set -- $r
+    awk -v name="$1" -v K="$2" -v et="$3" -v em="$4" -v ec="$5" -v ft="$6" -v fc="$8" -v model="$9" \
+        -v base="$base_mb" 'BEGIN {
+        printf "%-16s %7d %9.3f %9.3f %6.2f %8.2f %8.2f %6.2f %8.1f %8.1f %6.2f %8.2f\n", name, K, et, ft, et / ft,
+               ec, fc, (fc > 0 ? ec / fc : 0), em, model, em / model, (em - base) / model }'
+done
+echo "(mem = peak RSS / model; mem-base = (peak RSS - ${base_mb} MB, the engine's peak on an 11-point 4-port job) / model)"
+echo
+echo "scaling: engine time at 2K / at K, wall and cpu (target at most 2.2)"
+for name in cal-4p-2g cal-16p-4g cal-64p-8g gsparam-2x2p; do
+    awk -v name="$name" -v a="${seconds[$name]}" -v b="${seconds[$name-x2]}" \
+        -v ca="${cpu[$name]}" -v cb="${cpu[$name-x2]}" 'BEGIN {
+        r = b / a; rc = (ca > 0 ? cb / ca : 0)
+        printf "%-16s wall %7.3f %7.3f %5.2f %-4s   cpu %6.2f %6.2f %5.2f %s\n", name, a, b, r,
+               (r <= 2.2 ? "ok" : "OVER"), ca, cb, rc, (rc <= 2.2 ? "ok" : "OVER") }'
+done
