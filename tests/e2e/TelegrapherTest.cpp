@@ -167,6 +167,20 @@ TEST_F(TelegrapherJob, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
     EXPECT_EQ(Count(run.log, "VORA: error"), 0);
 }
 
+// True short and open data are not the lines' series impedance and shunt admittance; the
+// difference, and so the error, grows with the electrical length.
+TEST_F(TelegrapherJob, TrueShortOpenDataMissMoreAsTheLinesGetLonger)
+{
+    std::vector<double> deviations;
+    for (const char* length : {"1m", "3m", "9m"}) {
+        ASSERT_TRUE(Generate(std::string("--points 41 --ports 2 --group 1:EP --group 2:EP --length ") + length));
+        deviations.push_back(Deviation(2));
+        ASSERT_GT(deviations.back(), 2e-5) << length << ": " << run.log;
+    }
+    EXPECT_GT(deviations[1], 5.0 * deviations[0]);
+    EXPECT_GT(deviations[2], 5.0 * deviations[1]);
+}
+
 #endif
 
 }  // namespace
