@@ -114,13 +114,19 @@ bool DeriveFromArmS(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t 
     return true;
 }
 
+// O and H at simulated frequency index k, looked up (or interpolated) in the open and short files.
+bool LookupOpenAndShort(const CalibrationGroup& group, ArmDerivation& d, size_t k)
+{
+    const int32_t n = group.portCount;
+    const double f = group.job->frequencies[k];
+    return LookupArmValues(group.openFrequencies, group.openValues, f, k, n * n, d.O.data) &&
+           LookupArmValues(group.shortFrequencies, group.shortValues, f, k, n * n, d.H.data);
+}
+
 bool DeriveFromOpenShortChain(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
 {
-    const VoraJob& job = *group.job;
     const int32_t n = group.portCount;
-    const double f = job.frequencies[k];
-    if (!LookupArmValues(group.openFrequencies, group.openValues, f, k, n * n, d.O.data)) return false;
-    if (!LookupArmValues(group.shortFrequencies, group.shortValues, f, k, n * n, d.H.data)) return false;
+    if (!LookupOpenAndShort(group, d, k)) return false;
     if (!ChainArmFromOpenShort(d.O, d.H, d.P, d.work, group.vdcm_Saa[slot], group.vdcm_Sab[slot],
                                group.vdcm_Sba[slot], group.vdcm_Sbb[slot]))
         return false;
@@ -135,11 +141,8 @@ bool DeriveFromOpenShortChain(CalibrationGroup& group, ArmDerivation& d, size_t 
 // iteration runs on those; that is the behaviour the parent tools were tuned against.
 bool DeriveFromOpenShortReflections(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
 {
-    const VoraJob& job = *group.job;
     const int32_t n = group.portCount;
-    const double f = job.frequencies[k];
-    if (!LookupArmValues(group.openFrequencies, group.openValues, f, k, n * n, d.O.data)) return false;
-    if (!LookupArmValues(group.shortFrequencies, group.shortValues, f, k, n * n, d.H.data)) return false;
+    if (!LookupOpenAndShort(group, d, k)) return false;
     dcm& a = group.vdcm_Saa[slot];
     dcm& b = group.vdcm_Sab[slot];
     if (!ReflectionArmFromOpenShort(d.O, d.H, d.work, a, b)) return false;
