@@ -20,26 +20,29 @@ bool IsBlank(std::string_view line)
     return true;
 }
 
-// Appends the tokens of text to tokens (SplitTokens without the clearing). A quote left
-// open runs to the end of the text.
-void AppendTokens(std::string_view text, TokenList& tokens)
+// Appends the tokens of text[from..] to tokens (SplitTokens without the clearing); the
+// tokens refer to text, which must stay where it is while they are used. A quote left open
+// runs to the end of the text.
+void AppendTokens(std::string_view text, size_t from, TokenList& tokens)
 {
+    tokens.Rebase(text.data());
     bool inQuote = false;
-    size_t i = 0;
+    size_t i = from;
     const size_t n = text.size();
+    const char* const chars = text.data();
     while (i < n) {
-        while (i < n && IsSpace(text[i])) ++i;
+        while (i < n && IsSpace(chars[i])) ++i;
         if (i == n) break;
         const size_t wordStart = i;
-        while (i < n && !IsSpace(text[i])) ++i;
-        const std::string_view word = text.substr(wordStart, i - wordStart);
+        while (i < n && !IsSpace(chars[i])) ++i;
+        const size_t length = i - wordStart;
         if (inQuote) {
-            tokens.ExtendLast(word);
-            if (word.back() == '"') inQuote = false;
+            tokens.ExtendLast(text.substr(wordStart, length));
+            if (chars[i - 1] == '"') inQuote = false;
         } else {
-            tokens.Add(word);
+            tokens.Add(wordStart, length);
             // A lone '"' opens a quote; a word both opening and closing one is complete.
-            if (word.front() == '"' && (word.size() < 2 || word.back() != '"')) inQuote = true;
+            if (chars[wordStart] == '"' && (length < 2 || chars[i - 1] != '"')) inQuote = true;
         }
     }
 }
@@ -79,7 +82,7 @@ void JoinContinuationLines(TextSource& source, std::string& line)
 void SplitTokens(std::string_view line, TokenList& tokens)
 {
     tokens.Clear();
-    AppendTokens(line, tokens);
+    AppendTokens(line, 0, tokens);
 }
 
 LineStatus ReadLogicalLine(TextSource& source, CommentMode mode, std::ostream* echo, std::string& line,
@@ -93,14 +96,14 @@ LineStatus ReadLogicalLine(TextSource& source, CommentMode mode, std::ostream* e
 
     if (mode == CommentMode::Touchstone && physical.front() == '#') {
         line.assign(physical);
-        AppendTokens(line, tokens);
+        AppendTokens(line, 0, tokens);
         if (echo != nullptr) *echo << line << '\n';
         return LineStatus::Line;
     }
 
     line.assign(physical);
     JoinContinuationLines(source, line);
-    AppendTokens(line, tokens);
+    AppendTokens(line, 0, tokens);
     if (mode == CommentMode::Map) return LineStatus::Line;
 
     // A data record may span several physical lines.
@@ -110,7 +113,8 @@ LineStatus ReadLogicalLine(TextSource& source, CommentMode mode, std::ostream* e
         line.push_back(' ');
         line.append(physical);
         JoinContinuationLines(source, line);
-        AppendTokens(std::string_view(line).substr(pieceStart), tokens);
+        // The line may have moved as it grew: the earlier tokens follow it.
+        AppendTokens(line, pieceStart, tokens);
     }
     return static_cast<int64_t>(tokens.size()) == expectedCount ? LineStatus::Line : LineStatus::Bad;
 }

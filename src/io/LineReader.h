@@ -24,10 +24,12 @@ enum class LineStatus {
 
 /// Reads the next logical line. expectedCount is used in the Touchstone mode only. When
 /// echo is given, comment lines (and, in the Touchstone mode, the option line) are copied
-/// to it, each followed by a line feed.
+/// to it, each followed by a line feed. The tokens point into `line`: they are valid until
+/// `line` is next changed.
 [[nodiscard]] LineStatus ReadLogicalLine(TextSource& source, CommentMode mode, std::ostream* echo,
                                          std::string& line, TokenList& tokens, int64_t expectedCount);
 
 /// Splits on white space; a word starting with a double quote is joined (one blank between
-/// words) with the following words up to the one that ends with a double quote.
+/// words) with the following words up to the one that ends with a double quote. The tokens
+/// point into the text of `line`.
 void SplitTokens(std::string_view line, TokenList& tokens);

@@ -1,6 +1,7 @@
 #pragma once
-// TokenList: the tokens of one logical line, kept in one buffer (no allocation per token
-// once the buffer has grown to the longest line).
+// TokenList: the tokens of one logical line. A token is a span of the line's own text, so
+// splitting a data record copies nothing; only a quoted token that joins several words
+// (one blank between them) is built in the list's own buffer.
 
 #include <cstddef>
 #include <string>
@@ -11,30 +12,42 @@ class TokenList {
 public:
     void Clear()
     {
-        text_.clear();
+        base_ = nullptr;
+        joined_.clear();
         spans_.clear();
     }
-    void Add(std::string_view token)
-    {
-        spans_.push_back({text_.size(), token.size()});
-        text_.append(token);
-    }
+    // The text the spans refer to; set again whenever that text has moved (a line that grew).
+    void Rebase(const char* base) { base_ = base; }
+    // A token at [offset, offset + length) of the text given to Rebase.
+    void Add(size_t offset, size_t length) { spans_.push_back({offset, length, false}); }
     // Appends " " + word to the last token (a quoted token spanning several words).
     void ExtendLast(std::string_view word)
     {
-        text_.push_back(' ');
-        text_.append(word);
-        spans_.back().length += word.size() + 1;
+        Span& last = spans_.back();
+        if (!last.joined) {
+            const size_t at = joined_.size();
+            joined_.append(base_ + last.offset, last.length);
+            last = {at, last.length, true};
+        }
+        joined_.push_back(' ');
+        joined_.append(word);
+        last.length += word.size() + 1;
     }
     size_t size() const { return spans_.size(); }
     bool empty() const { return spans_.empty(); }
-    std::string_view operator[](size_t i) const { return {text_.data() + spans_[i].offset, spans_[i].length}; }
+    std::string_view operator[](size_t i) const
+    {
+        const Span& s = spans_[i];
+        return {(s.joined ? joined_.data() : base_) + s.offset, s.length};
+    }
 
 private:
     struct Span {
         size_t offset;
         size_t length;
+        bool joined;  // in joined_, not in the line
     };
-    std::string text_;
+    const char* base_ = nullptr;
+    std::string joined_;
     std::vector<Span> spans_;
 };

@@ -32,7 +32,7 @@ std::string ReadAll(const std::string& text, CommentMode mode, int64_t expectedC
 std::string Split(const std::string& line)
 {
     TokenList tokens;
-    tokens.Add("stale");
+    SplitTokens("stale", tokens);
     SplitTokens(line, tokens);
     std::string result;
     for (size_t i = 0; i < tokens.size(); ++i) result += (i > 0 ? "|" : "") + std::string(tokens[i]);
@@ -79,6 +79,17 @@ TEST(ReadLogicalLine, TouchstoneModeGathersRecordsOverPhysicalLines)
     EXPECT_EQ(ReadAll(text, CommentMode::Touchstone, 9, &echo),
               "#|GHz|S|RI|R|50 / 1|0.1|0.2|0.3|0.4|0.5|0.6|0.7|0.8 / 2|1|2|3|4|5|6|7|8 / END");
     EXPECT_EQ(echo.str(), "! head\r\n# GHz S RI R 50\r\n! between parts\n");
+
+    // A record over many lines: the line grows (and moves) while the earlier tokens refer
+    // to it, so each must still read back as written.
+    std::string wide;
+    std::string expected;
+    for (int i = 0; i < 400; ++i) {
+        const std::string token = std::to_string(i) + std::string(static_cast<size_t>(i % 7), '0') + ".5";
+        wide += token + (i % 8 == 7 ? "\n" : "\t");
+        expected += (i > 0 ? "|" : "") + token;
+    }
+    EXPECT_EQ(ReadAll(wide, CommentMode::Touchstone, 400), expected + " / END");
 }
 
 TEST(ReadLogicalLine, TouchstoneModeAnswers)
