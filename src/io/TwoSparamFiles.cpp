@@ -1,9 +1,11 @@
 #include "io/TwoSparamFiles.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "io/LineReader.h"
 #include "io/NumberParser.h"
+#include "io/RecordCountEstimate.h"
 #include "io/Touchstone.h"
 #include "job/VoraJob.h"
 
@@ -107,6 +109,14 @@ int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const st
             job.logStream << "The two S files should be with same frequency points. Difference exists at frequency id : "
                           << job.frequencyCount + 1 << "\n";
             return -1;
+        }
+        if (job.frequencyCount == 0) {
+            // Sized from the file lengths once, so that the tables never move while they grow.
+            const size_t expected1 = EstimateRecordCount(sFile1Name, RecordTextBytes(tokens1));
+            const size_t expected2 = EstimateRecordCount(sFile2Name, RecordTextBytes(tokens2));
+            job.frequencies.reserve(std::min(expected1, expected2));
+            job.sFile1Values.Reserve(expected1);
+            job.sFile2Values.Reserve(expected2);
         }
         job.frequencies.push_back(f1);
         double* values1 = job.sFile1Values.Append();
