@@ -59,8 +59,9 @@ void ReleaseWorkData(VoraJob& job)
 // loop allocates nothing.
 struct ArmDerivation {
     ArmWork work;
-    dcm O, H, P, S;
+    dcm O, H, P, Pinv, S;
     Complex p;
+    bool bPInvertible = true;
 
     void Prepare(const CalibrationGroup& group)
     {
@@ -74,6 +75,9 @@ struct ArmDerivation {
             P.SetZero();
             for (int32_t i = 0; i < n; ++i) P(i, i) = Complex(group.portResistances[static_cast<size_t>(i)], 0.0);
             p = n == 1 ? P(0, 0) : Complex(0.0, 0.0);
+            // The same inverse at every frequency: formed once, and a singular P fails the
+            // first derivation as it would fail each.
+            bPInvertible = Inverse(P, Pinv);
             break;
         case 1: S.Resize(2 * n); break;
         case 2:
@@ -126,8 +130,8 @@ bool LookupOpenAndShort(const CalibrationGroup& group, ArmDerivation& d, size_t 
 bool DeriveFromOpenShortChain(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
 {
     const int32_t n = group.portCount;
-    if (!LookupOpenAndShort(group, d, k)) return false;
-    if (!ChainArmFromOpenShort(d.O, d.H, d.P, d.work, group.vdcm_Saa[slot], group.vdcm_Sab[slot],
+    if (!LookupOpenAndShort(group, d, k) || !d.bPInvertible) return false;
+    if (!ChainArmFromOpenShort(d.O, d.H, d.P, d.Pinv, d.work, group.vdcm_Saa[slot], group.vdcm_Sab[slot],
                                group.vdcm_Sba[slot], group.vdcm_Sbb[slot]))
         return false;
     if (n == 1)
@@ -174,17 +178,17 @@ bool DeriveArmAt(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slo
 
 void ArmWork::Resize(int32_t n)
 {
-    for (dcm* m : {&Pinv, &Oinv, &Hinv, &M, &Minv, &VD, &D, &A, &B, &C, &U, &V, &W, &Den, &DenInv, &T1, &T2,
+    for (dcm* m : {&Hinv, &M, &Minv, &VD, &D, &A, &B, &C, &U, &V, &W, &Den, &DenInv, &T1, &T2,
                    &Sigma, &Delta, &X, &Q, &R})
         m->Resize(n);
 }
 
-bool ChainArmFromOpenShort(const dcm& O, const dcm& H, const dcm& P, ArmWork& w, dcm& Saa, dcm& Sab, dcm& Sba,
-                           dcm& Sbb)
+bool ChainArmFromOpenShort(const dcm& O, const dcm& H, const dcm& P, const dcm& Pinv, ArmWork& w, dcm& Saa,
+                           dcm& Sab, dcm& Sba, dcm& Sbb)
 {
     // O^-1 is never used below; its test stays because it decides which arms fail
     // (an ideal zero-length arm with O = 0 must be rejected).
-    if (!Inverse(P, w.Pinv) || !Inverse(O, w.Oinv) || !Inverse(H, w.Hinv)) return false;
+    if (!IsInvertible(O) || !Inverse(H, w.Hinv)) return false;
 
     Multiply(O, H, w.T1);
     w.M.Resize(O.n);
@@ -197,10 +201,10 @@ bool ChainArmFromOpenShort(const dcm& O, const dcm& H, const dcm& P, ArmWork& w,
     Multiply(w.D, O, w.C);      // C = D·O
     Multiply(w.B, w.Hinv, w.A); // A = H·D·H^-1
 
-    Multiply(w.B, w.Pinv, w.U);  // U = B·P^-1
+    Multiply(w.B, Pinv, w.U);  // U = B·P^-1
     Multiply(P, w.C, w.V);       // V = P·C
     Multiply(P, w.D, w.T1);
-    Multiply(w.T1, w.Pinv, w.W); // W = P·D·P^-1
+    Multiply(w.T1, Pinv, w.W); // W = P·D·P^-1
 
     w.Den.Assign(w.A);
     w.Den += w.U;

@@ -64,17 +64,18 @@ void WriteDeembeddedBody(const VoraJob& job, std::ostream& out);
 /// Work matrices of the arm derivations, sized once so that the frequency loop allocates
 /// nothing of its own.
 struct ArmWork {
-    dcm Pinv, Oinv, Hinv, M, Minv, VD, D, A, B, C, U, V, W, Den, DenInv, T1, T2;
+    dcm Hinv, M, Minv, VD, D, A, B, C, U, V, W, Den, DenInv, T1, T2;
     dcm Sigma, Delta, X, Q, R;
     void Resize(int32_t n);
 };
 
 /// Chain-matrix error box of a symmetric arm from its open-arm admittance O and short-arm
 /// impedance H with the reference resistances P = diag(z): D = (I - O·H)^(-1/2), B = H·D,
-/// C = D·O, A = H·D·H^-1, then chain to S. false: singular P, O, H, I - O·H or
-/// denominator, or a failed square root.
-[[nodiscard]] bool ChainArmFromOpenShort(const dcm& O, const dcm& H, const dcm& P, ArmWork& work, dcm& Saa,
-                                         dcm& Sab, dcm& Sba, dcm& Sbb);
+/// C = D·O, A = H·D·H^-1, then chain to S. Pinv is P^-1 (P is fixed per group, so the
+/// caller inverts it once). false: singular O, H, I - O·H or denominator, or a failed
+/// square root.
+[[nodiscard]] bool ChainArmFromOpenShort(const dcm& O, const dcm& H, const dcm& P, const dcm& Pinv, ArmWork& work,
+                                         dcm& Saa, dcm& Sab, dcm& Sba, dcm& Sbb);
 
 /// The same for one port in closed scalar form; takes a = d and a·d - b·c = 1 for granted.
 void ChainArmFromOpenShortScalar(Complex o, Complex h, Complex p, Complex& Saa, Complex& Sab, Complex& Sba,

@@ -137,6 +137,34 @@ int32_t InvertArray(int32_t n, const Complex* A, Complex* B)
     return info;
 }
 
+int32_t FactorArray(int32_t n, const Complex* A)
+{
+    if (n <= 0) return 0;
+    thread_local std::vector<int> pivotBuffer;
+    thread_local std::vector<Complex> factorBuffer;
+    int* ipiv = ScratchOf(pivotBuffer, static_cast<size_t>(n));
+    Complex* B = ScratchOf(factorBuffer, ElementCount(n));
+    const int order = n;
+    int info = 0;
+    cblas_zcopy(n * n, A, 1, B, 1);
+    TransposeArray(n, B);
+    zgetrf_(&order, &order, B, &order, ipiv, &info);
+    // ZGETRI fails when the triangular inversion finds the smallest |Re| + |Im| on U's
+    // diagonal to be zero. With a finite diagonal that is exactly when some diagonal entry
+    // is zero; an infinity or NaN there makes that minimum depend on the order of the
+    // comparisons, so such a matrix is left to the inversion itself.
+    for (int32_t i = 0; i < n; ++i) {
+        const Complex u = B[static_cast<size_t>(i) * static_cast<size_t>(n + 1)];
+        if (!std::isfinite(u.real()) || !std::isfinite(u.imag())) {
+            thread_local std::vector<Complex> inverseBuffer;
+            return InvertArray(n, A, ScratchOf(inverseBuffer, ElementCount(n)));
+        }
+    }
+    for (int32_t i = 0; i < n; ++i)
+        if (B[static_cast<size_t>(i) * static_cast<size_t>(n + 1)] == kZero) return i + 1;
+    return 0;
+}
+
 int32_t InvertArrayInPlace(int32_t n, Complex* A)
 {
     if (n <= 0) return 0;

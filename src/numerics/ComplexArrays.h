@@ -25,6 +25,9 @@ void MultiplyArrays(char rowMajorFlag, int32_t n, const Complex* A, const Comple
 void TransposeArray(int32_t n, Complex* M);
 /// B := A^-1 through ZGETRF/ZGETRI; returns ZGETRI's info (0 success, > 0 exactly singular).
 [[nodiscard]] int32_t InvertArray(int32_t n, const Complex* A, Complex* B);
+/// The factorisation of InvertArray alone: 0 when InvertArray would succeed on A, > 0 when
+/// it would report A exactly singular. For a test whose inverse is never used.
+[[nodiscard]] int32_t FactorArray(int32_t n, const Complex* A);
 /// A := A^-1. Always returns 0: the info is dropped on purpose, so a singular A gives
 /// whatever the factorisation leaves. Callers that must detect singularity use InvertArray.
 int32_t InvertArrayInPlace(int32_t n, Complex* A);

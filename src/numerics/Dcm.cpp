@@ -101,6 +101,8 @@ bool Inverse(const dcm& A, dcm& B)
     return InvertArray(A.n, A.data, B.data) == 0;
 }
 
+bool IsInvertible(const dcm& A) { return FactorArray(A.n, A.data) == 0; }
+
 void Multiply(const dcm& A, const dcm& B, dcm& P)
 {
     assert(&P != &A && &P != &B && "the product cannot overwrite an operand");

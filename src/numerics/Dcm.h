@@ -150,6 +150,8 @@ private:
 
 /// false: A is exactly singular (LAPACK info != 0). Logs nothing; the caller decides.
 [[nodiscard]] bool Inverse(const dcm& A, dcm& B);
+/// true exactly when Inverse would succeed on A; the inverse itself is not formed.
+[[nodiscard]] bool IsInvertible(const dcm& A);
 
 /// P := A·B (P resized to A's order).
 void Multiply(const dcm& A, const dcm& B, dcm& P);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -87,6 +88,31 @@ TEST(ComplexArrays, ExactlySingularMatrixIsReportedOnlyByInvertArray)
     EXPECT_GT(InvertArray(3, A.data(), B.data()), 0);
     std::vector<Complex> inPlace = A;
     EXPECT_EQ(InvertArrayInPlace(3, inPlace.data()), 0);
+}
+
+TEST(ComplexArrays, FactorArrayFailsExactlyWhereInvertArrayDoes)
+{
+    // Small-integer matrices: many are exactly singular in floating point (a zero pivot)
+    // and many are not, some only through a pivot that cancels to zero late; a NaN or an
+    // infinity must be judged the same way by both.
+    const double nan = std::nan("");
+    std::mt19937 random(11);
+    std::uniform_int_distribution<int> digit(-1, 1);
+    int singular = 0;
+    for (int trial = 0; trial < 3000; ++trial) {
+        const int32_t n = 1 + trial % 4;
+        std::vector<Complex> A(static_cast<size_t>(n * n));
+        for (Complex& a : A) a = Complex(digit(random), trial % 3 == 0 ? digit(random) : 0);
+        if (trial % 97 == 0) A[static_cast<size_t>(trial) % A.size()] = Complex(nan, 0.0);
+        if (trial % 89 == 0) A[0] = Complex(0.0, INFINITY);
+        std::vector<Complex> B(A.size());
+        const bool inverted = InvertArray(n, A.data(), B.data()) == 0;
+        singular += inverted ? 0 : 1;
+        ASSERT_EQ(FactorArray(n, A.data()) == 0, inverted) << "trial " << trial;
+    }
+    // Both answers must have been exercised.
+    EXPECT_GT(singular, 300);
+    EXPECT_LT(singular, 2700);
 }
 
 TEST(ComplexArrays, EigenDecompositionReconstructsTheMatrix)
