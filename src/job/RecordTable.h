@@ -70,7 +70,7 @@ private:
     void Grow(size_t capacity)
     {
         if (capacity > std::numeric_limits<size_t>::max() / sizeof(double)) throw std::bad_alloc();
-        std::unique_ptr<double[]> larger(new double[capacity]);  // left uninitialised on purpose
+        std::unique_ptr<double[]> larger = std::make_unique_for_overwrite<double[]>(capacity);  // not cleared
         if (count_ > 0) std::memcpy(larger.get(), values_.get(), count_ * static_cast<size_t>(width_) * sizeof(double));
         values_ = std::move(larger);
         capacity_ = capacity;
