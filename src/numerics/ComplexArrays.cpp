@@ -173,7 +173,6 @@ int32_t InvertArrayInPlace(int32_t n, Complex* A)
     // The info is dropped by design: a singular A is left with whatever ZGETRI produced,
     // and the conversions built on this rely on that. Callers that must know use InvertArray.
     static_cast<void>(InvertArray(n, A, inverse));
-    ZeroArray(n, A);
     cblas_zcopy(n * n, inverse, 1, A, 1);
     return 0;
 }

@@ -107,7 +107,7 @@ void Multiply(const dcm& A, const dcm& B, dcm& P)
 {
     assert(&P != &A && &P != &B && "the product cannot overwrite an operand");
     P.Resize(A.n);
-    P.SetZero();
+    // No clearing first: ZGEMM with a zero beta overwrites P whatever it held.
     MultiplyArrays('y', A.n, A.data, B.data, P.data);
 }
 
