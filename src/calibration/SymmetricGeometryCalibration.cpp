@@ -62,10 +62,14 @@ struct ArmDerivation {
     dcm O, H, P, Pinv, S;
     Complex p;
     bool bPInvertible = true;
+    bool bOpenAscending = false;
+    bool bShortAscending = false;
 
     void Prepare(const CalibrationGroup& group)
     {
         const int32_t n = group.portCount;
+        bOpenAscending = IsAscending(group.openFrequencies);
+        bShortAscending = IsAscending(group.shortFrequencies);
         switch (group.armKind) {
         case 0:
             work.Resize(n);
@@ -95,7 +99,8 @@ bool DeriveFromArmS(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t 
     const VoraJob& job = *group.job;
     const int32_t n = group.portCount;
     dcm& S = d.S;
-    if (!LookupArmValues(group.shortFrequencies, group.shortValues, job.frequencies[k], k, 4 * n * n, S.data))
+    if (!LookupArmValues(group.shortFrequencies, group.shortValues, job.frequencies[k], k, 4 * n * n, S.data,
+                         d.bShortAscending))
         return false;
     dcm& Saa = group.vdcm_Saa[slot];
     dcm& Sab = group.vdcm_Sab[slot];
@@ -123,8 +128,8 @@ bool LookupOpenAndShort(const CalibrationGroup& group, ArmDerivation& d, size_t 
 {
     const int32_t n = group.portCount;
     const double f = group.job->frequencies[k];
-    return LookupArmValues(group.openFrequencies, group.openValues, f, k, n * n, d.O.data) &&
-           LookupArmValues(group.shortFrequencies, group.shortValues, f, k, n * n, d.H.data);
+    return LookupArmValues(group.openFrequencies, group.openValues, f, k, n * n, d.O.data, d.bOpenAscending) &&
+           LookupArmValues(group.shortFrequencies, group.shortValues, f, k, n * n, d.H.data, d.bShortAscending);
 }
 
 bool DeriveFromOpenShortChain(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
@@ -315,12 +320,12 @@ void ReflectionArmFromOpenShortScalar(Complex o, Complex h, Complex& a, Complex&
 }
 
 bool LookupArmValues(const std::vector<double>& frequencies, const RecordTable& records, double f, size_t startIndex,
-                     int32_t count, Complex* out)
+                     int32_t count, Complex* out, bool bAscending)
 {
     const int64_t values = 2 * static_cast<int64_t>(count);
     if (records.width() < values) return false;
 
-    const int64_t j = FindMatchingFrequency(frequencies, f, startIndex, kEqualFrequencyTolerance);
+    const int64_t j = FindMatchingFrequency(frequencies, f, startIndex, kEqualFrequencyTolerance, bAscending);
     if (j >= 0) {
         if (static_cast<size_t>(j) >= records.size()) return false;
         const double* r = records[static_cast<size_t>(j)];
@@ -328,7 +333,7 @@ bool LookupArmValues(const std::vector<double>& frequencies, const RecordTable& 
         return true;
     }
 
-    const int64_t i = FindFrequencyBracket(frequencies, f, startIndex);
+    const int64_t i = FindFrequencyBracket(frequencies, f, startIndex, bAscending);
     if (i < 0 || static_cast<size_t>(i) + 1 >= records.size() || static_cast<size_t>(i) + 1 >= frequencies.size())
         return false;
     const double f0 = frequencies[static_cast<size_t>(i)];

@@ -48,9 +48,10 @@ void WritePortLineReport(const VoraJob& job);
 /// The first `count` complex values of an arm record at frequency f: the record within
 /// 0.01 Hz of f, else the linear interpolation between the two records that bracket f
 /// strictly. `startIndex` is the simulated frequency's index (the search starts there).
-/// false when f is neither matched nor bracketed.
+/// false when f is neither matched nor bracketed. bAscending: IsAscending(frequencies),
+/// which lets the search bisect (same answer).
 [[nodiscard]] bool LookupArmValues(const std::vector<double>& frequencies, const RecordTable& records, double f,
-                                   size_t startIndex, int32_t count, Complex* out);
+                                   size_t startIndex, int32_t count, Complex* out, bool bAscending = false);
 
 /// Saa, Sab, Sba, Sbb of the job (N x N) from entry k of the groups' error boxes: a through
 /// on every port, then each group's error box placed on its ports, later groups

@@ -114,13 +114,6 @@ void ConvertRecordInPlace(CalibrationGroup& group, double* record, bool bShortAr
     }
 }
 
-bool IsAscending(const std::vector<double>& values)
-{
-    for (size_t i = 1; i < values.size(); ++i)
-        if (!(values[i - 1] <= values[i])) return false;
-    return true;
-}
-
 // Whether some entry of L lies within kCommonFrequencyTolerance of f. Equal sampling
 // answers at index k; a sorted list is searched, anything else scanned.
 bool HasFrequencyNear(const std::vector<double>& L, bool bAscending, double f, size_t k)
@@ -344,9 +337,10 @@ void LogUncoveredFrequency(const VoraJob& job, const std::string& armFile, const
                   << " in " << job.wholeStructureFilePath << "\n";
 }
 
-bool IsCovered(const std::vector<double>& L, double f, size_t i)
+bool IsCovered(const std::vector<double>& L, bool bAscending, double f, size_t i)
 {
-    return FindMatchingFrequency(L, f, i, kCoverageTolerance) >= 0 || FindFrequencyBracket(L, f, i) >= 0;
+    return FindMatchingFrequency(L, f, i, kCoverageTolerance, bAscending) >= 0 ||
+           FindFrequencyBracket(L, f, i, bAscending) >= 0;
 }
 
 }  // namespace
@@ -412,20 +406,22 @@ int32_t ReadArmFiles(VoraJob& job, const PortLineAnalysisHooks& hooks)
 int32_t CheckArmFrequencyCoverage(const VoraJob& job, const CalibrationGroup& group)
 {
     if (group.armKind != 0 && group.armKind != 1 && group.armKind != 2) return -1;
+    const bool bOpenAscending = IsAscending(group.openFrequencies);
+    const bool bShortAscending = IsAscending(group.shortFrequencies);
     for (size_t i = 0; i < job.frequencies.size(); ++i) {
         const double f = job.frequencies[i];
         if (group.armKind == 1) {
-            if (!IsCovered(group.shortFrequencies, f, i)) {
+            if (!IsCovered(group.shortFrequencies, bShortAscending, f, i)) {
                 LogUncoveredFrequency(job, group.armFile2Path, "Arm S File", f);
                 return -1;
             }
             continue;
         }
-        if (!IsCovered(group.openFrequencies, f, i)) {
+        if (!IsCovered(group.openFrequencies, bOpenAscending, f, i)) {
             LogUncoveredFrequency(job, group.armFile1Path, "Open Y File", f);
             return -1;
         }
-        if (!IsCovered(group.shortFrequencies, f, i)) {
+        if (!IsCovered(group.shortFrequencies, bShortAscending, f, i)) {
             LogUncoveredFrequency(job, group.armFile2Path, "Short Z File", f);
             return -1;
         }
