@@ -5,8 +5,8 @@
 
 #include <regex>
 
+#include "e2e/EndToEnd.h"
 #include "support/TestData.h"
-#include "support/VoraRun.h"
 
 namespace {
 
@@ -18,14 +18,6 @@ const std::string kUsage =
     " Type the program name with -V option to show the version number.\n"
     " Contact Quorvane support for input netlist file format and detailed application of this program.\n";
 const std::string kTooFew = "VORA: command line contains too few arguments. \n";
-const int kFailed = 255;  // -1 as the shell sees it
-
-std::string Echo(const std::vector<std::string>& args)
-{
-    std::string echo = "VORA:  Command Line: " + std::string(VORA_BINARY) + " ";
-    for (const std::string& a : args) echo += a + " ";
-    return echo + "\n";
-}
 
 TEST(CommandLine, ConsoleStatusAndLogOfEachKindOfCommandLine)
 {
@@ -39,7 +31,6 @@ TEST(CommandLine, ConsoleStatusAndLogOfEachKindOfCommandLine)
     const std::vector<std::string> unsupported = {"-filepath", d, "-in", "m.map", "-OUT", "o.s2p", "-xyz", "v"};
     const std::vector<std::string> noMap = {"-filepath", d, "-out", "o.s2p"};
     const std::vector<std::string> missingMap = {"-filepath", d, "-in", "missing.map", "-out", "o.s2p"};
-    const std::string kParsed = "VORA:  Command line option successfully.\n";
     const std::string kMapFailed = "VORA:  Reading map file error. \n";
     struct Case {
         std::vector<std::string> args;

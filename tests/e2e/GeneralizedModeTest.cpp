@@ -10,26 +10,18 @@
 #include <regex>
 #include <sstream>
 
-#include "support/VoraRun.h"
+#include "e2e/EndToEnd.h"
 
 namespace {
 
 using C = std::complex<double>;
 
-const int kFailed = 255;  // -1 as the shell sees it
 const std::string kOptionLine = "#\tHz\tS\tRI\tR\t50 \n";
 const std::string kDirectory = "<a directory>";  // file 1 as a directory instead of a file
 const std::string kReadOk = "VORA:  Reading the two Sparam files successfully. \n";
 const std::string kReadFailed = "VORA:  Reading the two Sparam files error. \n";
 const std::string kDone = "VORA:  Calculate Generalized Sparam successfully completed.\n";
 const std::string kComputeFailed = "VORA:  Calculate Generalized Sparam fails.\n";
-
-std::string ReplaceAll(std::string text, const std::string& from, const std::string& to)
-{
-    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
-}
 
 struct Result {
     VoraRun run;
@@ -49,9 +41,7 @@ Result RunGeneralized(const std::string& file1, const std::string& file2, const 
     const std::vector<std::string> args = {"GENERALIZEDSPARAM", "-filepath", job.dir(), "-inputsfile1", job.dir() + "a.s2p",
                                            "-inputsfile2", job.dir() + "b.s2p", "-out", out};
     Result result{RunVora(args, job.path(), job.path()), job.Read(out), ""};
-    std::string head = "VORA:  Program started.\nVORA:  Command Line: " + std::string(VORA_BINARY) + " ";
-    for (const std::string& a : args) head += a + " ";
-    head += "\nVORA:  Command line option successfully.\n";
+    const std::string head = "VORA:  Program started.\n" + Echo(args) + kParsed;
     EXPECT_EQ(result.run.log.substr(0, head.size()), head);
     if (result.run.log.size() >= head.size()) result.log = ReplaceAll(result.run.log.substr(head.size()), job.dir(), "<dir>");
     EXPECT_EQ(result.run.out, "");  // nothing from the solver on the console

@@ -9,12 +9,10 @@
 #include <vector>
 
 #include "io/TouchstoneText.h"
-#include "support/VoraRun.h"
+#include "e2e/EndToEnd.h"
 
 namespace {
 
-const int kFailed = 255;  // -1 as the shell sees it
-const std::string kParsed = "VORA:  Command line option successfully.\n";
 const std::string kRead = "VORA:  Reading map file successfully. \nVORA:  Reading whole structure file successfully. \n";
 const std::string kArmsRead = "VORA:  Reading Open Y Files and Short Z Files succesffuly. \n";
 const std::string kArmsFailed = "VORA:  The first arm process error. \nVORA:  Reading Open Y Files and Short Z Files error. \n";
@@ -24,12 +22,11 @@ const std::string kTwoLines = "ER 4.3\nNP 2 0.0001 0.000035 0.01 0.0002 0.0001 0
 // the port-line analysis that ends the loading of a group (made-up arm data).
 std::string ReadingLog(const std::string& log)
 {
-    const size_t start = log.find(kParsed);
-    if (start == std::string::npos) return "no command line: " + log;
+    const std::string after = AfterCommandLine(log);
     std::string kept;
-    for (size_t at = start + kParsed.size(); at < log.size();) {
-        const size_t end = std::min(log.find('\n', at), log.size() - 1) + 1;
-        const std::string line = log.substr(at, end - at);
+    for (size_t at = 0; at < after.size();) {
+        const size_t end = std::min(after.find('\n', at), after.size() - 1) + 1;
+        const std::string line = after.substr(at, end - at);
         if (line.rfind("VORA:: Port", 0) != 0 && line.rfind("VORA:: Find Port", 0) != 0) kept += line;
         if (line == kArmsRead) break;
         at = end;
@@ -72,7 +69,7 @@ TEST(InputFiles, EveryArmFormIsReadThroughTheProgram)
         dir.Write("job.map", c.map);
         dir.Write("whole.s2p", TouchstoneText(S, 2, {1, 2, 3}, PositionValue));
         for (const auto& [name, option, ports] : c.files) dir.Write(name, TouchstoneText(option, ports, {1, 2, 3, 4, 5}, PositionValue));
-        const VoraRun run = RunVora({"-filepath", dir.dir(), "-in", "job.map", "-out", "out.s2p"}, dir.path(), dir.path());
+        const VoraRun run = RunMapJob(dir, "out.s2p");
         EXPECT_EQ(ReadingLog(run.log), kRead + c.result);
         if (c.result != kArmsRead) {
             EXPECT_EQ(run.status, kFailed);

@@ -10,12 +10,10 @@
 #include <vector>
 
 #include "io/TouchstoneText.h"
-#include "support/VoraRun.h"
+#include "e2e/EndToEnd.h"
 
 namespace {
 
-const int kFailed = 255;  // -1 as the shell sees it
-const std::string kParsed = "VORA:  Command line option successfully.\n";
 const std::string kDone = "VORA:  Program successfully completed.\n";
 
 // Made-up but well-conditioned arm and whole-structure data (f in GHz): the calibration
@@ -57,19 +55,6 @@ struct Result {
     std::string body;    // the output without its echoed header lines
 };
 
-std::string Replace(std::string text, const std::string& from, const std::string& to)
-{
-    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
-}
-
-std::string LogAfterCommandLine(const std::string& log)
-{
-    const size_t start = log.find(kParsed);
-    return start == std::string::npos ? "no command line: " + log : log.substr(start + kParsed.size());
-}
-
 std::string BodyOf(const std::string& output)
 {
     std::string body;
@@ -97,7 +82,7 @@ Result RunJob(Change change = nullptr)
     dir.Write("open.s2p", files.open);
     dir.Write("short.s2p", files.shortArm);
     Result result{RunVora(args, dir.path(), dir.path()), "", "", ""};
-    result.log = Replace(LogAfterCommandLine(result.run.log), dir.dir(), "<dir>");
+    result.log = ReplaceAll(AfterCommandLine(result.run.log), dir.dir(), "<dir>");
     result.output = dir.Read(args[5]);
     result.body = BodyOf(result.output);
     return result;
@@ -120,28 +105,28 @@ TEST(RealToolInputs, LineEndingsBlanksLetterCaseAndLongLinesDoNotChangeTheResult
         Change change;
     };
     const Case cases[] = {
-        {"CRLF", [](const TempDir&, JobFiles& f, auto&) { ChangeEveryFile(f, [](const std::string& t) { return Replace(t, "\n", "\r\n"); }); }},
-        {"tabs", [](const TempDir&, JobFiles& f, auto&) { ChangeEveryFile(f, [](const std::string& t) { return Replace(t, " ", "\t"); }); }},
+        {"CRLF", [](const TempDir&, JobFiles& f, auto&) { ChangeEveryFile(f, [](const std::string& t) { return ReplaceAll(t, "\n", "\r\n"); }); }},
+        {"tabs", [](const TempDir&, JobFiles& f, auto&) { ChangeEveryFile(f, [](const std::string& t) { return ReplaceAll(t, " ", "\t"); }); }},
         {"blanks and tabs around every token",
-         [](const TempDir&, JobFiles& f, auto&) { ChangeEveryFile(f, [](const std::string& t) { return Replace(t, " ", " \t "); }); }},
+         [](const TempDir&, JobFiles& f, auto&) { ChangeEveryFile(f, [](const std::string& t) { return ReplaceAll(t, " ", " \t "); }); }},
         {"no final line feed",
          [](const TempDir&, JobFiles& f, auto&) { ChangeEveryFile(f, [](const std::string& t) { return t.substr(0, t.size() - 1); }); }},
         {"CRLF without the final one", [](const TempDir&, JobFiles& f, auto&) {
-             ChangeEveryFile(f, [](const std::string& t) { return Replace(t.substr(0, t.size() - 1), "\n", "\r\n"); });
+             ChangeEveryFile(f, [](const std::string& t) { return ReplaceAll(t.substr(0, t.size() - 1), "\n", "\r\n"); });
          }},
         // "R", "r", "S"/"s", "Z"/"z", "Y"/"y" are matched in either case, and the unit only
         // by its first letter, where "G" means giga.
         {"option lines in other letter cases",
          [](const TempDir&, JobFiles& f, auto&) {
-             f.whole = Replace(f.whole, "# GHz S RI R 50", "# GHZ s ri r 50");
-             f.open = Replace(f.open, "# GHz Y RI R 50", "# Ghz y Ri r 50");
-             f.shortArm = Replace(f.shortArm, "# GHz Z RI R 50", "# GHZ z RI R 50");
+             f.whole = ReplaceAll(f.whole, "# GHz S RI R 50", "# GHZ s ri r 50");
+             f.open = ReplaceAll(f.open, "# GHz Y RI R 50", "# Ghz y Ri r 50");
+             f.shortArm = ReplaceAll(f.shortArm, "# GHz Z RI R 50", "# GHZ z RI R 50");
          }},
         // Map keywords count by their first two letters in any case.
         {"map keywords in lower case",
          [](const TempDir&, JobFiles& f, auto&) {
              for (const char* k : {"ER ", "NP ", "NC ", "WS ", "EP "})
-                 f.map = Replace(f.map, k, std::string(1, static_cast<char>(k[0] + 32)) + static_cast<char>(k[1] + 32) + " ");
+                 f.map = ReplaceAll(f.map, k, std::string(1, static_cast<char>(k[0] + 32)) + static_cast<char>(k[1] + 32) + " ");
          }},
         // Arms in kHz, in either letter case: the same points as the whole structure's GHz.
         {"arms in kHz",
@@ -153,7 +138,7 @@ TEST(RealToolInputs, LineEndingsBlanksLetterCaseAndLongLinesDoNotChangeTheResult
         {"lines of megabytes",
          [](const TempDir&, JobFiles& f, auto&) {
              f.map = "* " + std::string(2 << 20, 'm') + "\n" + kMap;
-             f.whole = "! " + std::string(3 << 20, 'x') + "\n" + Replace(f.whole, "\n1 ", "\n1" + std::string(3 << 19, ' '));
+             f.whole = "! " + std::string(3 << 20, 'x') + "\n" + ReplaceAll(f.whole, "\n1 ", "\n1" + std::string(3 << 19, ' '));
          }},
     };
     for (const Case& c : cases) {
@@ -206,7 +191,7 @@ TEST(RealToolInputs, BrokenJobsEndWithTheProgramsOwnMessages)
         {"whole structure is a directory",
          [](const TempDir& dir, JobFiles& f, auto&) {
              std::filesystem::create_directory(dir.path() / "data");
-             f.map = Replace(f.map, "WS whole.s2p", "WS data");
+             f.map = ReplaceAll(f.map, "WS whole.s2p", "WS data");
          },
          mapRead + WholeFailed("VORA:: Could not find whole structure file<dir>data\n"), nullptr},
         {"output in a directory that does not exist", [](const TempDir&, JobFiles&, auto& args) { args[5] = "missing/out.s2p"; },
@@ -223,7 +208,7 @@ TEST(RealToolInputs, BrokenJobsEndWithTheProgramsOwnMessages)
         {"short arm is a directory",
          [](const TempDir& dir, JobFiles& f, auto&) {
              std::filesystem::create_directory(dir.path() / "arms");
-             f.map = Replace(f.map, "short.s2p", "arms");
+             f.map = ReplaceAll(f.map, "short.s2p", "arms");
          },
          mapRead + ArmsFailed("VORA:: Could not open s-arm <dir>arms file\nVORA:: Could not find s-arm 1 file\n"),
          header.c_str()},
@@ -234,7 +219,7 @@ TEST(RealToolInputs, BrokenJobsEndWithTheProgramsOwnMessages)
          [](const TempDir&, JobFiles& f, auto&) { f.open = CutInsideLastRecord(f.open); },
          mapRead + ArmsFailed("VORA:  Reading a line of Open Y File error \n"), header.c_str()},
         {"short arm value beyond the double range",
-         [](const TempDir&, JobFiles& f, auto&) { f.shortArm = Replace(f.shortArm, "\n1 0.5", "\n1 1e400"); },
+         [](const TempDir&, JobFiles& f, auto&) { f.shortArm = ReplaceAll(f.shortArm, "\n1 0.5", "\n1 1e400"); },
          calibrationFailed, header.c_str()},
         // A lower-case "g" is no unit: "ghz" reads the whole structure's points as 1, 2, 3 Hz,
         // which the GHz arms do not cover.

@@ -12,11 +12,10 @@
 
 #include "support/GeneratedJobs.h"
 #include "support/TestData.h"
-#include "support/VoraRun.h"
+#include "e2e/EndToEnd.h"
 
 namespace {
 
-const int kFailed = 255;  // -1 as the shell sees it
 const std::string kPathFailed =
     "VORA:  DoShortOpenCalibration_BasedOnTelegraphersEquationsOfTransmissionLines error. \n";
 
@@ -25,11 +24,6 @@ int Count(const std::string& text, const std::string& part)
     int n = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
     return n;
-}
-
-VoraRun RunJob(const TempDir& dir, const std::string& output)
-{
-    return RunVora({"-filepath", dir.dir(), "-in", "job.map", "-out", output}, dir.path(), dir.path(), VORA_TELEGRAPHER_BINARY);
 }
 
 // Three one-port groups in the plain arm syntax: short files of Z (one port), open files
@@ -60,7 +54,7 @@ TEST(Telegrapher, AFailingSecondGroupStopsBeforeTheThird)
 {
     TempDir dir;
     WriteThreeGroupJob(dir);
-    const VoraRun run = RunJob(dir, "out.s3p");
+    const VoraRun run = RunMapJob(dir, "out.s3p", VORA_TELEGRAPHER_BINARY);
     EXPECT_EQ(run.status, kFailed);
     const std::string expected =
         "VORA:  VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged = true. \n"
@@ -91,34 +85,13 @@ protected:
     double Deviation(int32_t ports)
     {
         const std::string output = "out.s" + std::to_string(ports) + "p";
-        run = RunJob(dir, output);
+        run = RunMapJob(dir, output, VORA_TELEGRAPHER_BINARY);
         return run.status != 0 ? -1.0 : DeviationFromDevice(dir.dir(), ports, output);
     }
 
     TempDir dir;
     VoraRun run;
 };
-
-// With the lines' total series impedance and shunt admittance as arm data, the model is
-// exact: only the 6-digit output format is left.
-TEST_F(TelegrapherJob, SeriesAndShuntDataGiveTheDeviceBack)
-{
-    struct Case {
-        const char* options;
-        int32_t ports;
-    };
-    for (const Case& c : {Case{"--series-shunt --ports 2 --group 1:EP --group 2:EP", 2},  // single lines
-                          Case{"--series-shunt", 4},                                       // two coupled pairs
-                          Case{"--series-shunt --ports 5 --group 1-3:EP --group 5:EP:3m", 5},  // port 4 straight
-                          Case{"--arm ES --fstop 8G", 4}}) {                               // arm S as it stands
-        SCOPED_TRACE(c.options);
-        ASSERT_TRUE(Generate(std::string("--points 41 ") + c.options));
-        const double deviation = Deviation(c.ports);
-        EXPECT_GE(deviation, 0.0) << run.log;
-        EXPECT_LT(deviation, 2e-6);
-        EXPECT_NE(run.log.find("TelegraphersEquationsOfTransmissionLines succesffuly. \n"), std::string::npos);
-    }
-}
 
 // On an arm grid between the simulated points the arms are interpolated linearly, so the
 // error falls with the square of the step.
@@ -145,7 +118,7 @@ TEST_F(TelegrapherJob, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
     whole.insert(whole.find('\n', option + 1) + 1, "0 0.3 0.01 0.7 -0.02 0.7 -0.02 0.3 0.01\n");
     dir.Write("whole.s2p", whole);
 
-    run = RunJob(dir, "out.s2p");
+    run = RunMapJob(dir, "out.s2p", VORA_TELEGRAPHER_BINARY);
     ASSERT_EQ(run.status, 0) << run.log;
     TouchstoneSeries out, device;
     ASSERT_TRUE(ReadAllEntries(dir.dir() + "out.s2p", 2, out));
