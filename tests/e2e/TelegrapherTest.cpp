@@ -93,20 +93,6 @@ protected:
     VoraRun run;
 };
 
-// On an arm grid between the simulated points the arms are interpolated linearly, so the
-// error falls with the square of the step.
-TEST_F(TelegrapherJob, InterpolationErrorFallsAsTheArmGridGetsFiner)
-{
-    std::vector<double> deviations;
-    for (int points : {11, 21, 41}) {
-        ASSERT_TRUE(Generate("--series-shunt --arm-grid offset --fstart 200M --points " + std::to_string(points)));
-        deviations.push_back(Deviation(4));
-        ASSERT_GT(deviations.back(), 1e-5) << points << " points: " << run.log;
-    }
-    EXPECT_LT(deviations[1], deviations[0] / 3.0);
-    EXPECT_LT(deviations[2], deviations[1] / 3.0);
-}
-
 // A simulation from 0 Hz with arm data from its second point on: at 0 Hz every arm is a
 // through, so the output keeps the whole structure's own 0 Hz point.
 TEST_F(TelegrapherJob, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
