@@ -1,12 +1,12 @@
 // The command line as a parent tool sees it: console text, exit status and run log of the
-// real binary.
+// real binary, up to the map file it names.
 
 #include <gtest/gtest.h>
 
 #include <regex>
 
+#include "e2e/EndToEnd.h"
 #include "support/TestData.h"
-#include "support/VoraRun.h"
 
 namespace {
 
@@ -18,14 +18,6 @@ const std::string kUsage =
     " Type the program name with -V option to show the version number.\n"
     " Contact Quorvane support for input netlist file format and detailed application of this program.\n";
 const std::string kTooFew = "VORA: command line contains too few arguments. \n";
-const int kFailed = 255;  // -1 as the shell sees it
-
-std::string Echo(const std::vector<std::string>& args)
-{
-    std::string echo = "VORA:  Command Line: " + std::string(VORA_BINARY) + " ";
-    for (const std::string& a : args) echo += a + " ";
-    return echo + "\n";
-}
 
 TEST(CommandLine, ConsoleStatusAndLogOfEachKindOfCommandLine)
 {
@@ -37,6 +29,9 @@ TEST(CommandLine, ConsoleStatusAndLogOfEachKindOfCommandLine)
     const std::vector<std::string> misordered = {"a.map", "-filepath", d, "-in", "x", "-out", "y"};
     const std::vector<std::string> extra = {"-filepath", d, "-in", "m.map", "-out", "o.s2p", "-extra"};
     const std::vector<std::string> unsupported = {"-filepath", d, "-in", "m.map", "-OUT", "o.s2p", "-xyz", "v"};
+    const std::vector<std::string> noMap = {"-filepath", d, "-out", "o.s2p"};
+    const std::vector<std::string> missingMap = {"-filepath", d, "-in", "missing.map", "-out", "o.s2p"};
+    const std::string kMapFailed = "VORA:  Reading map file error. \n";
     struct Case {
         std::vector<std::string> args;
         int status;
@@ -50,6 +45,9 @@ TEST(CommandLine, ConsoleStatusAndLogOfEachKindOfCommandLine)
         {extra, kFailed, "", kStarted + Echo(extra) + "VORA: command line contains incorrect syntax. \n" + kFailedOption},
         {unsupported, kFailed, "",
          kStarted + Echo(unsupported) + "VORA: command line contains unsupported syntax. \n" + kFailedOption},
+        {noMap, kFailed, "", kStarted + Echo(noMap) + kParsed + "VORA:  Can't find map file. \n" + kMapFailed},
+        {missingMap, kFailed, "",
+         kStarted + Echo(missingMap) + kParsed + "VORA:: Could not find " + d + "missing.map\n" + kMapFailed},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.log);

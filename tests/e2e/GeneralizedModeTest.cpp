@@ -6,55 +6,48 @@
 #include <cmath>
 #include <complex>
 #include <cstdio>
+#include <filesystem>
 #include <regex>
 #include <sstream>
 
-#include "support/VoraRun.h"
+#include "e2e/EndToEnd.h"
 
 namespace {
 
 using C = std::complex<double>;
 
-const int kFailed = 255;  // -1 as the shell sees it
 const std::string kOptionLine = "#\tHz\tS\tRI\tR\t50 \n";
-
-const std::vector<std::string> kArgs = {"GENERALIZEDSPARAM", "-filepath", "", "-inputsfile1", "a.s2p",
-                                        "-inputsfile2", "b.s2p", "-out", "g.txt"};
-
-std::string Echo(const std::vector<std::string>& args)
-{
-    std::string echo = "VORA:  Command Line: " + std::string(VORA_BINARY) + " ";
-    for (const std::string& a : args) echo += a + " ";
-    return echo + "\n";
-}
-
-struct Result {
-    VoraRun run;
-    std::string output;
-    std::string logAfterStart;  // the log after the start, echo and command-line lines
-};
-
-Result RunGeneralized(const std::string& file1, const std::string& file2)
-{
-    TempDir job;
-    job.Write("a.s2p", file1);
-    job.Write("b.s2p", file2);
-    std::vector<std::string> args = kArgs;
-    args[2] = job.dir();
-    Result result{RunVora(args, job.path(), job.path()), job.Read("g.txt"), ""};
-    const std::string head =
-        "VORA:  Program started.\n" + Echo(args) + "VORA:  Command line option successfully.\n";
-    EXPECT_EQ(result.run.log.substr(0, head.size()), head);
-    if (result.run.log.size() >= head.size()) result.logAfterStart = result.run.log.substr(head.size());
-    EXPECT_EQ(result.run.out, "");
-    EXPECT_EQ(result.run.err, "");
-    return result;
-}
-
+const std::string kDirectory = "<a directory>";  // file 1 as a directory instead of a file
 const std::string kReadOk = "VORA:  Reading the two Sparam files successfully. \n";
 const std::string kReadFailed = "VORA:  Reading the two Sparam files error. \n";
 const std::string kDone = "VORA:  Calculate Generalized Sparam successfully completed.\n";
 const std::string kComputeFailed = "VORA:  Calculate Generalized Sparam fails.\n";
+
+struct Result {
+    VoraRun run;
+    std::string output;
+    std::string log;  // after the start, echo and command-line lines; the directory as "<dir>"
+};
+
+// Files are named by their full paths: the mode opens them as they stand.
+Result RunGeneralized(const std::string& file1, const std::string& file2, const std::string& out = "g.txt")
+{
+    TempDir job;
+    if (file1 == kDirectory)
+        std::filesystem::create_directory(job.path() / "a.s2p");
+    else
+        job.Write("a.s2p", file1);
+    job.Write("b.s2p", file2);
+    const std::vector<std::string> args = {"GENERALIZEDSPARAM", "-filepath", job.dir(), "-inputsfile1", job.dir() + "a.s2p",
+                                           "-inputsfile2", job.dir() + "b.s2p", "-out", out};
+    Result result{RunVora(args, job.path(), job.path()), job.Read(out), ""};
+    const std::string head = "VORA:  Program started.\n" + Echo(args) + kParsed;
+    EXPECT_EQ(result.run.log.substr(0, head.size()), head);
+    if (result.run.log.size() >= head.size()) result.log = ReplaceAll(result.run.log.substr(head.size()), job.dir(), "<dir>");
+    EXPECT_EQ(result.run.out, "");  // nothing from the solver on the console
+    EXPECT_EQ(result.run.err, "");
+    return result;
+}
 
 // Values of one element pair in a Touchstone data format; angles in degrees of the
 // program's eight-digit pi.
@@ -72,7 +65,7 @@ std::string Pair(C s, const std::string& format)
 }
 
 // A record of the reciprocal 2-port with S = [[s11, s21], [s21, s22]]: S11 S21 S12 S22.
-std::string Record(const std::string& frequency, C s11, C s21, C s22, const std::string& format)
+std::string Record(const std::string& frequency, C s11 = 0.1, C s21 = 0.9, C s22 = 0.2, const std::string& format = "RI")
 {
     return frequency + " " + Pair(s11, format) + " " + Pair(s21, format) + "\t" + Pair(s21, format) + " " +
            Pair(s22, format) + "\n";
@@ -117,7 +110,7 @@ TEST(GeneralizedMode, AcceptsMixedUnitsAndEveryKnownFormat)
         }
         const Result result = RunGeneralized(file1, file2);
         EXPECT_EQ(result.run.status, 0) << format;
-        EXPECT_EQ(result.logAfterStart, kReadOk + kDone) << format;
+        EXPECT_EQ(result.log, kReadOk + kDone) << format;
         const std::vector<Line> lines = Body(result.output);
         ASSERT_EQ(lines.size(), 3u) << format;
         const char* hertz[3] = {"500000000", "1500000000", "2250000000"};
@@ -128,90 +121,87 @@ TEST(GeneralizedMode, AcceptsMixedUnitsAndEveryKnownFormat)
     }
 }
 
-TEST(GeneralizedMode, RejectsFormatsInAnyOtherLetterCase)
-{
-    const std::string record = Record("1", 0.1, 0.9, 0.2, "RI");
-    struct Case {
-        const char* format1;
-        const char* format2;
-        const char* message;
-    };
-    const Case cases[] = {
-        {"ri", "RI", "VORA:: Unknown S1 file format.\n"},
-        {"RI", "Ma", "VORA:: Unknown S2 file format.\n"},
-    };
-    for (const Case& c : cases) {
-        const Result result = RunGeneralized("# GHz S " + std::string(c.format1) + " R 50\n" + record,
-                                             "# GHz S " + std::string(c.format2) + " R 50\n" + record);
-        EXPECT_EQ(result.run.status, kFailed);
-        EXPECT_EQ(result.logAfterStart, kReadOk + c.message + kComputeFailed);
-        EXPECT_EQ(result.output, "");  // the failed run drops the unflushed option line
-    }
-}
-
-TEST(GeneralizedMode, RejectsTheFirstFrequencyThatDiffers)
-{
-    const auto file = [](const std::string& option, std::vector<std::string> frequencies) {
-        std::string text = option;
-        for (const std::string& f : frequencies) text += Record(f, 0.1, 0.9, 0.2, "RI");
-        return text;
-    };
-    struct Case {
-        std::string file1;
-        std::string file2;
-        int id;
-    };
-    const Case cases[] = {
-        // 0.067 GHz is 67000000.00000001 Hz; there is no tolerance.
-        {file("# GHz S RI\n", {"0.067"}), file("# MHz S RI\n", {"67"}), 1},
-        // Without an option line every frequency of that file is 0 Hz. Lock step: the
-        // option line of file 2 uses up the record "5" of file 1.
-        {file("", {"5", "1", "2"}), file("# Hz S RI\n", {"0", "2"}), 2},
-    };
-    for (const Case& c : cases) {
-        const Result result = RunGeneralized(c.file1, c.file2);
-        EXPECT_EQ(result.run.status, kFailed);
-        EXPECT_EQ(result.logAfterStart,
-                  "VORA:  Reading S File frequency error \n"
-                  "The two S files should be with same frequency points. Difference exists at frequency id : " +
-                      std::to_string(c.id) + "\n" + kReadFailed);
-        EXPECT_EQ(result.output, "");
-    }
-}
-
 // The run stops quietly where the shorter file ends; files without frequencies give only
 // the option line. The frequency is written as whole hertz, rounded down; unit letters mean
 // nothing in this mode, so "1.5G" is 1.5 Hz.
 TEST(GeneralizedMode, WritesWholeHertzUpToTheEndOfTheShorterFile)
 {
-    const auto record = [](const char* f) { return Record(f, 0.1, 0.9, 0.2, "RI"); };
-    const std::string shorter = "# GHz S RI\n" + record("1.9999999") + record("0.0000000015");
-    const std::string longer = "# Hz S RI\n" + record("1999999900") + record("1.5G") + record("3");
+    const std::string shorter = "# GHz S RI\n" + Record("1.9999999") + Record("0.0000000015");
+    const std::string longer = "# Hz S RI\n" + Record("1999999900") + Record("1.5G") + Record("3");
     for (bool shorterFirst : {true, false}) {
         const Result result = shorterFirst ? RunGeneralized(shorter, longer) : RunGeneralized(longer, shorter);
         EXPECT_EQ(result.run.status, 0);
-        EXPECT_EQ(result.logAfterStart, kReadOk + kDone);
+        EXPECT_EQ(result.log, kReadOk + kDone);
         const std::vector<Line> lines = Body(result.output);
         ASSERT_EQ(lines.size(), 2u);
         EXPECT_EQ(lines[0].frequency, "1999999900");
         EXPECT_EQ(lines[1].frequency, "1");
     }
     const Result empty = RunGeneralized("! nothing\n# GHz S RI R 50\n", "# GHz S MA R 50\n! nothing either\n");
-    EXPECT_EQ(empty.logAfterStart, kReadOk + kDone);
+    EXPECT_EQ(empty.log, kReadOk + kDone);
     EXPECT_EQ(empty.output, kOptionLine);
 }
 
-TEST(GeneralizedMode, ReportsUnreadableFilesAndLines)
+// Every failure ends with status -1, the reason in the log and no output: the option line
+// is not flushed before the process ends.
+TEST(GeneralizedMode, BrokenFilesEndWithTheReasonAndNoOutput)
 {
-    // A missing file and a record cut short in file 1 are run with the broken tool inputs.
-    const std::string good = "# GHz S RI\n" + Record("1", 0.1, 0.9, 0.2, "RI");
-    const std::string second = Record("2", 0.1, 0.9, 0.2, "RI");
-    const Result tooLong = RunGeneralized(good + second, good + "2 1 2 3 4 5 6 7 8 9\n");
-    EXPECT_EQ(tooLong.run.status, kFailed);
-    EXPECT_EQ(tooLong.logAfterStart, "VORA:  Reading a line of S File 2 error \n" + kReadFailed);
-    // "#GHz" is not an option line's "#": the line pairs with a record of file 1 as data.
-    const Result glued = RunGeneralized(good + second, "# GHz S RI\n#GHz S RI\n" + second);
-    EXPECT_EQ(glued.logAfterStart, "VORA:  Reading a frequency line of Whole S File error \n" + kReadFailed);
+    const std::string good = "# GHz S RI R 50\n" + Record("1") + Record("2") + Record("3");
+    const auto frequencies = [](const std::string& option, const std::vector<std::string>& points) {
+        std::string text = option;
+        for (const std::string& f : points) text += Record(f);
+        return text;
+    };
+    const auto differAt = [](const char* id) {
+        return "VORA:  Reading S File frequency error \n"
+               "The two S files should be with same frequency points. Difference exists at frequency id : " +
+               std::string(id) + "\n" + kReadFailed;
+    };
+    const std::string notFinite =
+        "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: the matrix is not finite at "
+        "frequency id : ";
+    struct Case {
+        const char* name;
+        std::string file1, file2, out, log;
+    };
+    const Case cases[] = {
+        // Format names are matched in upper case or all lower case only.
+        {"format ri", "# GHz S ri R 50\n" + Record("1"), good, "g.txt",
+         kReadOk + "VORA:: Unknown S1 file format.\n" + kComputeFailed},
+        {"format Ma", good, "# GHz S Ma R 50\n" + Record("1"), "g.txt",
+         kReadOk + "VORA:: Unknown S2 file format.\n" + kComputeFailed},
+        // 0.067 GHz is 67000000.00000001 Hz; there is no tolerance.
+        {"frequencies close", frequencies("# GHz S RI\n", {"0.067"}), frequencies("# MHz S RI\n", {"67"}), "g.txt",
+         differAt("1")},
+        // Without an option line every frequency of that file is 0 Hz. Lock step: the
+        // option line of file 2 uses up the record "5" of file 1.
+        {"no option line", frequencies("", {"5", "1", "2"}), frequencies("# Hz S RI\n", {"0", "2"}), "g.txt",
+         differAt("2")},
+        {"record too long", good, "# GHz S RI R 50\n" + Record("1") + "2 1 2 3 4 5 6 7 8 9\n", "g.txt",
+         "VORA:  Reading a line of S File 2 error \n" + kReadFailed},
+        // "#GHz" is not an option line's "#": the line pairs with a record of file 1 as data.
+        {"glued option line", good, "# GHz S RI\n#GHz S RI\n" + Record("2"), "g.txt",
+         "VORA:  Reading a frequency line of Whole S File error \n" + kReadFailed},
+        {"file 1 is a directory", kDirectory, good, "g.txt",
+         "VORA:: Could not find S parameter file: <dir>a.s2p\n" + kReadFailed},
+        {"file 1 ends inside a record, CRLF", ReplaceAll(good.substr(0, good.rfind(' ')), "\n", "\r\n"), good, "g.txt",
+         "VORA:  Reading a line of S File 1 error \n" + kReadFailed},
+        {"output cannot be created", good, good, "no/such/dir/g.txt",
+         "VORA:: Could not generate output file <dir>no/such/dir/g.txt\n" + kReadFailed},
+        // Found by fuzzing: the eigenvalue solver never returned on the infinite transfer
+        // matrix of a zero S21.
+        {"zero S21 at the second point", "# GHz S RI R 50\n" + Record("1") + Record("2", 0.1, 0.0) + Record("3"), good,
+         "g.txt", kReadOk + notFinite + "2\n" + kComputeFailed},
+        {"S11 beyond the double range", "# GHz S RI R 50\n1 1e400 0 0.9 0 0.9 0 0.2 0\n" + Record("2"), good, "g.txt",
+         kReadOk + notFinite + "1\n" + kComputeFailed},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const Result result = RunGeneralized(c.file1, c.file2, c.out);
+        EXPECT_EQ(result.run.status, kFailed);
+        EXPECT_EQ(result.log, c.log);
+        EXPECT_EQ(result.output, "");
+    }
 }
 
 }  // namespace

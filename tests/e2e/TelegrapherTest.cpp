@@ -7,17 +7,15 @@
 #include <algorithm>
 #include <complex>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "support/GeneratedJobs.h"
 #include "support/TestData.h"
-#include "support/VoraRun.h"
+#include "e2e/EndToEnd.h"
 
 namespace {
 
-const int kFailed = 255;  // -1 as the shell sees it
 const std::string kPathFailed =
     "VORA:  DoShortOpenCalibration_BasedOnTelegraphersEquationsOfTransmissionLines error. \n";
 
@@ -26,13 +24,6 @@ int Count(const std::string& text, const std::string& part)
     int n = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
     return n;
-}
-
-VoraRun RunJob(const TempDir& dir, const std::string& binary)
-{
-    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
-        if (entry.path().filename().string().rfind("vora_", 0) == 0) std::filesystem::remove(entry.path());
-    return RunVora({"-filepath", dir.dir(), "-in", "job.map", "-out", "out.s3p"}, dir.path(), dir.path(), binary);
 }
 
 // Three one-port groups in the plain arm syntax: short files of Z (one port), open files
@@ -63,7 +54,7 @@ TEST(Telegrapher, AFailingSecondGroupStopsBeforeTheThird)
 {
     TempDir dir;
     WriteThreeGroupJob(dir);
-    const VoraRun run = RunJob(dir, VORA_TELEGRAPHER_BINARY);
+    const VoraRun run = RunMapJob(dir, "out.s3p", VORA_TELEGRAPHER_BINARY);
     EXPECT_EQ(run.status, kFailed);
     const std::string expected =
         "VORA:  VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged = true. \n"
@@ -93,53 +84,14 @@ protected:
     // the device, or a negative value when it did not run through.
     double Deviation(int32_t ports)
     {
-        const std::string suffix = ".s" + std::to_string(ports) + "p";
-        run = RunGenerated(dir, VORA_TELEGRAPHER_BINARY, "out" + suffix);
-        return run.status != 0 ? -1.0 : DeviationFromDevice(dir.dir(), ports, "out" + suffix);
-    }
-    static VoraRun RunGenerated(const TempDir& dir, const std::string& binary, const std::string& output)
-    {
-        return RunVora({"-filepath", dir.dir(), "-in", "job.map", "-out", output}, dir.path(), dir.path(), binary);
+        const std::string output = "out.s" + std::to_string(ports) + "p";
+        run = RunMapJob(dir, output, VORA_TELEGRAPHER_BINARY);
+        return run.status != 0 ? -1.0 : DeviationFromDevice(dir.dir(), ports, output);
     }
 
     TempDir dir;
     VoraRun run;
 };
-
-// With the lines' total series impedance and shunt admittance as arm data, the model is
-// exact: only the 6-digit output format is left.
-TEST_F(TelegrapherJob, SeriesAndShuntDataGiveTheDeviceBack)
-{
-    struct Case {
-        const char* options;
-        int32_t ports;
-    };
-    for (const Case& c : {Case{"--series-shunt --ports 2 --group 1:EP --group 2:EP", 2},  // single lines
-                          Case{"--series-shunt", 4},                                       // two coupled pairs
-                          Case{"--series-shunt --ports 5 --group 1-3:EP --group 5:EP:3m", 5},  // port 4 straight
-                          Case{"--arm ES --fstop 8G", 4}}) {                               // arm S as it stands
-        SCOPED_TRACE(c.options);
-        ASSERT_TRUE(Generate(std::string("--points 41 ") + c.options));
-        const double deviation = Deviation(c.ports);
-        EXPECT_GE(deviation, 0.0) << run.log;
-        EXPECT_LT(deviation, 2e-6);
-        EXPECT_NE(run.log.find("TelegraphersEquationsOfTransmissionLines succesffuly. \n"), std::string::npos);
-    }
-}
-
-// On an arm grid between the simulated points the arms are interpolated linearly, so the
-// error falls with the square of the step.
-TEST_F(TelegrapherJob, InterpolationErrorFallsAsTheArmGridGetsFiner)
-{
-    std::vector<double> deviations;
-    for (int points : {11, 21, 41}) {
-        ASSERT_TRUE(Generate("--series-shunt --arm-grid offset --fstart 200M --points " + std::to_string(points)));
-        deviations.push_back(Deviation(4));
-        ASSERT_GT(deviations.back(), 1e-5) << points << " points: " << run.log;
-    }
-    EXPECT_LT(deviations[1], deviations[0] / 3.0);
-    EXPECT_LT(deviations[2], deviations[1] / 3.0);
-}
 
 // A simulation from 0 Hz with arm data from its second point on: at 0 Hz every arm is a
 // through, so the output keeps the whole structure's own 0 Hz point.
@@ -152,7 +104,7 @@ TEST_F(TelegrapherJob, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
     whole.insert(whole.find('\n', option + 1) + 1, "0 0.3 0.01 0.7 -0.02 0.7 -0.02 0.3 0.01\n");
     dir.Write("whole.s2p", whole);
 
-    run = RunGenerated(dir, VORA_TELEGRAPHER_BINARY, "out.s2p");
+    run = RunMapJob(dir, "out.s2p", VORA_TELEGRAPHER_BINARY);
     ASSERT_EQ(run.status, 0) << run.log;
     TouchstoneSeries out, device;
     ASSERT_TRUE(ReadAllEntries(dir.dir() + "out.s2p", 2, out));
@@ -165,20 +117,6 @@ TEST_F(TelegrapherJob, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
     // One line per one-port group at the first and at the last frequency, and no fallback.
     EXPECT_EQ(Count(run.log, "VORA:  Calibration build with different sampling \n"), 4) << run.log;
     EXPECT_EQ(Count(run.log, "VORA: error"), 0);
-}
-
-// True short and open data are not the lines' series impedance and shunt admittance; the
-// difference, and so the error, grows with the electrical length.
-TEST_F(TelegrapherJob, TrueShortOpenDataMissMoreAsTheLinesGetLonger)
-{
-    std::vector<double> deviations;
-    for (const char* length : {"1m", "3m", "9m"}) {
-        ASSERT_TRUE(Generate(std::string("--points 41 --ports 2 --group 1:EP --group 2:EP --length ") + length));
-        deviations.push_back(Deviation(2));
-        ASSERT_GT(deviations.back(), 2e-5) << length << ": " << run.log;
-    }
-    EXPECT_GT(deviations[1], 5.0 * deviations[0]);
-    EXPECT_GT(deviations[2], 5.0 * deviations[1]);
 }
 
 #endif

@@ -65,55 +65,35 @@ LineParameters ThreeCoupledLossyLines(double length)
 
 }  // namespace
 
-TEST(JobgenLine, LosslessCoupledLinesAreUnitary)
+// One line against the textbook: S from its characteristic impedance and propagation, the
+// shorted line's Z0·tanh(γl) and the open line's tanh(γl)/Z0. The first two lines are
+// distortionless (R/L = G/C): Z0 = 50 ohm, so they are matched and S21 = exp(-γl).
+TEST(JobgenLine, OneLineFollowsTheTextbook)
 {
-    const LineParameters line = CoupledLines(2, 0.02, 0.0, 0.0, 303e-9, 40e-9, 0.0, 0.0, 121e-12, 10e-12);
-    for (double f : {1e6, 3.7e9, 2e10}) {
-        const dcm S = FullArmS(ArmAt(line, f));
-        const dcm loss = PowerLoss(S);
-        dcm zero(loss.n);
-        EXPECT_LT(MaxDifference(loss, zero), 1e-12) << "f = " << f;
-    }
-    // With loss the same arm is strictly passive: every diagonal entry of I - SᴴS is positive.
-    const dcm lossy = PowerLoss(FullArmS(ArmAt(ThreeCoupledLossyLines(0.02), 1e9)));
-    for (int32_t i = 0; i < lossy.n; ++i) EXPECT_GT(lossy(i, i).real(), 1e-6);
-}
-
-TEST(JobgenLine, MatchedLineReflectsNothing)
-{
-    // Z0 = sqrt(L/C) = 50 ohm; the lossy case is distortionless (R/L = G/C), so Z0 stays real.
     struct Case {
-        double R, G;
+        double R, L, G, C, length;
     };
-    for (const Case c : {Case{0.0, 0.0}, Case{25.0, 0.01}}) {
-        LineParameters line = CoupledLines(1, 0.03, c.R, 0.0, 250e-9, 0.0, c.G, 0.0, 100e-12, 0.0);
-        for (double f : {1e7, 1e9, 5e9}) {
-            const ArmBlocks arm = ArmAt(line, f);
-            EXPECT_LT(std::abs(arm.Saa(0, 0)), 1e-13);
-            EXPECT_LT(std::abs(arm.Sbb(0, 0)), 1e-13);
-            // S21 = exp(-γl) with γ = sqrt((R + jωL)(G + jωC)).
+    for (const Case c : {Case{0.0, 250e-9, 0.0, 100e-12, 0.03}, Case{25.0, 250e-9, 0.01, 100e-12, 0.03},
+                         Case{30.0, 280e-9, 0.02, 130e-12, 0.011}}) {
+        const LineParameters line = CoupledLines(1, c.length, c.R, 0.0, c.L, 0.0, c.G, 0.0, c.C, 0.0);
+        ChainMatrix chain;
+        LineWork work;
+        dcm Zshort, Yopen;
+        for (double f : {1e6, 2.2e8, 5e9}) {
             const double w = 2.0 * M_PI * f;
-            const Complex gamma = std::sqrt(Complex(c.R, w * 250e-9) * Complex(c.G, w * 100e-12));
-            EXPECT_LT(std::abs(arm.Sba(0, 0) - std::exp(-gamma * 0.03)), 1e-12);
+            const Complex z(c.R, w * c.L), y(c.G, w * c.C);
+            const Complex z0 = std::sqrt(z / y), gl = std::sqrt(z * y) * c.length;
+            const LineS expected = ClosedFormLineS(z0, gl, 50.0);
+            const ArmBlocks arm = ArmAt(line, f);
+            EXPECT_LT(std::abs(arm.Saa(0, 0) - expected.s11), 1e-12) << c.R << " " << f;
+            EXPECT_LT(std::abs(arm.Sbb(0, 0) - expected.s11), 1e-12) << c.R << " " << f;
+            EXPECT_LT(std::abs(arm.Sba(0, 0) - expected.s21), 1e-12) << c.R << " " << f;
+            LineChainMatrix(line, w, chain, work);
+            ASSERT_TRUE(ShortAndOpenFromChain(chain, Zshort, Yopen, work));
+            const Complex expectZ = z0 * std::tanh(gl), expectY = std::tanh(gl) / z0;
+            EXPECT_LT(std::abs(Zshort(0, 0) - expectZ), 1e-12 * std::abs(expectZ)) << c.R << " " << f;
+            EXPECT_LT(std::abs(Yopen(0, 0) - expectY), 1e-12 * std::abs(expectY)) << c.R << " " << f;
         }
-    }
-}
-
-TEST(JobgenLine, OneLineShortAndOpenFollowTheTextbook)
-{
-    const LineParameters line = CoupledLines(1, 0.011, 30.0, 0.0, 280e-9, 0.0, 0.02, 0.0, 130e-12, 0.0);
-    ChainMatrix chain;
-    LineWork work;
-    dcm Zshort, Yopen;
-    for (double f : {1e6, 2.2e8, 3e9}) {
-        const double w = 2.0 * M_PI * f;
-        const Complex z(30.0, w * 280e-9), y(0.02, w * 130e-12);
-        const Complex z0 = std::sqrt(z / y), gl = std::sqrt(z * y) * 0.011;
-        LineChainMatrix(line, w, chain, work);
-        ASSERT_TRUE(ShortAndOpenFromChain(chain, Zshort, Yopen, work));
-        const Complex expectZ = z0 * std::tanh(gl), expectY = std::tanh(gl) / z0;
-        EXPECT_LT(std::abs(Zshort(0, 0) - expectZ), 1e-12 * std::abs(expectZ)) << f;
-        EXPECT_LT(std::abs(Yopen(0, 0) - expectY), 1e-12 * std::abs(expectY)) << f;
     }
 }
 
@@ -164,10 +144,18 @@ TEST(JobgenLine, CoupledLinesAgreeAcrossThreeIndependentRoutes)
     }
 }
 
-TEST(JobgenLine, EveryNetworkIsReciprocalAndTheDeviceIsPassive)
+TEST(JobgenLine, EveryNetworkIsReciprocalLosslessLinesUnitaryAndTheRestPassive)
 {
+    const LineParameters lossless = CoupledLines(2, 0.02, 0.0, 0.0, 303e-9, 40e-9, 0.0, 0.0, 121e-12, 10e-12);
+    for (double f : {1e6, 3.7e9, 2e10}) {
+        const dcm loss = PowerLoss(FullArmS(ArmAt(lossless, f)));
+        EXPECT_LT(MaxDifference(loss, dcm(loss.n)), 1e-12) << "f = " << f;
+    }
+    // With loss an arm is strictly passive: every diagonal entry of I - SᴴS is positive.
     const ArmBlocks arm = ArmAt(ThreeCoupledLossyLines(0.006), 2.4e9);
     EXPECT_LT(MaxAsymmetry(FullArmS(arm)), 1e-13);
+    const dcm lossy = PowerLoss(FullArmS(arm));
+    for (int32_t i = 0; i < lossy.n; ++i) EXPECT_GT(lossy(i, i).real(), 1e-6);
 
     const DeviceModel device = RandomDevice(5, 50.0, 7, 1e7, 2e9);
     dcm Sd, w1, w2;
