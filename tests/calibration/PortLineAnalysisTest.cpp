@@ -1,16 +1,15 @@
-// The port-line analysis. The shipped program runs AnalysePortLines with method code 0
-// only (other codes take the noise-process walk), so the mode-0 walk, the noise-process walk
-// and the conductor model are what the arm data see; the generated jobs of ArmReplacement
-// pin them end to end for equal port lines.
+// The port-line analysis. The program runs AnalysePortLines with method code 0 only (every
+// other code takes the noise-process walk), so the mode-0 walk, the noise-process walk, the
+// resonance search and the conductor model are what reaches the arm data; the mode-1 fit,
+// the mode-2 scaling and the analysis limit they use are never run. ArmReplacement pins the
+// walks end to end on generated jobs with equal port lines.
 
 #include "calibration/PortLineAnalysis.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <complex>
 #include <functional>
-#include <numbers>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -125,24 +124,6 @@ TEST(FindPortResonance, FailsOnTooFewPointsAndOnMissingRecords)
     EXPECT_EQ(t.log.str(), kFindingError);
 }
 
-// quarter-wave factor --------------------------------------------------------------
-
-// Used by the mode-2 walk only: the cut series of tan(x)/x with its exact coefficients.
-TEST(QuarterWaveFactor, FollowsXOverTanXBelowTheResonance)
-{
-    const long double coefficients[] = {1.0L, 1.0L / 3, 2.0L / 15, 17.0L / 315, 62.0L / 2835, 1382.0L / 155925,
-                                        21844.0L / 6081075};
-    for (double ratio : {0.0, 0.25, 1.0}) {
-        const long double a = std::numbers::pi_v<long double> * std::numbers::pi_v<long double> / 4 * ratio * ratio;
-        long double series = 0, power = 1;
-        for (long double c : coefficients) {
-            series += c * power;
-            power *= a;
-        }
-        EXPECT_NEAR(QuarterWaveFactor(ratio * 2e9, 2e9), static_cast<double>(1 / series), 1e-11) << ratio;
-    }
-}
-
 // conductor resistance model -------------------------------------------------------
 
 // The model in long double, coefficients by Horner's rule, for one geometry.
@@ -202,43 +183,6 @@ TEST(PortLineResistance, MatchesTheModelOnBothSidesOfTheAspectThreshold)
         }
     }
     EXPECT_EQ(log.str(), "");
-}
-
-// analysis limit -------------------------------------------------------------------
-
-TEST(EstimateAnalysisLimit, FirstRiseOfTheMutualReactancePerHertzClamped)
-{
-    struct Case {
-        const char* name;
-        std::vector<double> imZ12;  // at 1, 2, 3, ... GHz
-        double freqD;
-        double expected;
-    };
-    const Case cases[] = {
-        {"rise inside the bounds", {10, 19, 28.8, 37, 40, 60}, 1e9, 3e9},
-        {"rise below 1.8 freqD", {10, 21, 25, 30, 35, 40}, 1.5e9, 2.7e9},
-        {"no rise: the last point, capped at 4 freqD", {10, 19, 27, 35, 43, 51}, 1e9, 4e9},
-        {"equal reactance per hertz is no rise", {10, 20, 30, 44, 40, 60}, 1e9, 4e9},
-        {"crossed bounds: the lower one wins", {10, 19}, -1e9, -1.8e9},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        TestGroup t(2, Frequencies(c.imZ12.size(), 1e9), [&](size_t k, int64_t j) { return j == 3 ? c.imZ12[k] : 1.0; },
-                    Pattern);
-        t.group.freqD = c.freqD;
-        EXPECT_DOUBLE_EQ(EstimateAnalysisLimit(t.group), c.expected);
-    }
-
-    // One port, or one point: the upper limit as it stands; no point: the lower bound.
-    TestGroup one(1, Frequencies(6, 1e9), Pattern, Pattern);
-    one.group.freqE = 5.5e9;
-    EXPECT_EQ(EstimateAnalysisLimit(one.group), 5.5e9);
-    TestGroup single(2, Frequencies(1, 1e9), Pattern, Pattern);
-    single.group.freqE = 5.5e9;
-    EXPECT_EQ(EstimateAnalysisLimit(single.group), 5.5e9);
-    TestGroup none(2, {}, Pattern, Pattern);
-    none.group.freqD = 1e9;
-    EXPECT_EQ(EstimateAnalysisLimit(none.group), 1.8e9);
 }
 
 // the walks ------------------------------------------------------------------------
@@ -313,64 +257,6 @@ TEST(ExtrapolateArmPoint, MissingRecordsOrGeometryFailTheStep)
     t.log.str("");
     EXPECT_EQ(ExtrapolateFromReferencePoint(t.group, 6e9, 1, 5, 8, true), -1);
     EXPECT_EQ(t.log.str(), "VORA:: Port line analysis has no w, t, l, s for every port of group port 7\n");
-}
-
-// the mode-1 fit (the program hands method code 1 to the noise process) ---------------
-
-// One port, one point (k = 1) holding Z and Y; point 0 holds a recognisable open real part.
-TestGroup MakeOnePortPoint(std::complex<double> Z, std::complex<double> Y)
-{
-    TestGroup t(1, {1e9, 2e9}, [&](size_t, int64_t j) { return j == 0 ? Z.real() : Z.imag(); },
-                [&](size_t k, int64_t j) { return k == 0 ? 0.123 : (j == 0 ? Y.real() : Y.imag()); });
-    t.group.methodCode = 1;
-    return t;
-}
-
-TEST(CubicLineFit, OnePortCasesSolvedByHand)
-{
-    // Z = (2/3)·e^(i·phi), Y = (2/3)·e^(-i·phi): ZY = 4/9, q = 9/4, r = 0, k = 1.5·e^(±i·pi/3),
-    // so Ynew = e^(-i·phi) and Znew = e^(i·phi). A real part is taken only when positive;
-    // else the short keeps its own and the open falls back to point 0 above the hold frequency.
-    for (double phi : {std::numbers::pi / 3.0, 2.0 * std::numbers::pi / 3.0}) {
-        for (double freqA : {1e9, 3e9}) {
-            SCOPED_TRACE(phi);
-            const std::complex<double> Z = std::polar(2.0 / 3.0, phi), Y = std::polar(2.0 / 3.0, -phi);
-            TestGroup t = MakeOnePortPoint(Z, Y);
-            t.group.freqA = freqA;
-            CubicLineFit(t.group, 1, 2e9, 0.0);
-            const bool bPositive = std::cos(phi) > 0.0;
-            EXPECT_NEAR(t.Open(1)[0], bPositive ? std::cos(phi) : (freqA < 2e9 ? 0.123 : Y.real()), 1e-7);
-            EXPECT_NEAR(t.Open(1)[1], -std::sin(phi), 1e-7);
-            EXPECT_NEAR(t.Short(1)[0], bPositive ? std::cos(phi) : Z.real(), 1e-7);
-            EXPECT_NEAR(t.Short(1)[1], std::sin(phi), 1e-7);
-        }
-    }
-}
-
-TEST(CubicLineFit, SymmetricTwoPortFitsEachModeLikeOnePort)
-{
-    // Y and Z of the form [[a, b], [b, a]] share the eigenvectors (1, 1) and (1, -1); the
-    // even mode is the first one-port case, the odd mode the second.
-    const std::complex<double> Ye(2.0 / 3.0), Yo(0.0, 7.0 / 9.0), Ze(2.0 / 3.0), Zo(0.0, 7.0 / 8.0);
-    const auto fill = [](std::complex<double> even, std::complex<double> odd) {
-        const std::complex<double> a = (even + odd) / 2.0, b = (even - odd) / 2.0;
-        return [a, b](size_t, int64_t j) {
-            const std::complex<double> v = (j / 2 == 0 || j / 2 == 3) ? a : b;
-            return j % 2 == 0 ? v.real() : v.imag();
-        };
-    };
-    // Ynew has the diagonal (1 + 2i/3)/2 and the coupling (1 - 2i/3)/2, Znew (1 ± 3i/4)/2.
-    const std::complex<double> expected[2][2] = {{{0.5, 0.375}, {0.5, -0.375}}, {{0.5, 1.0 / 3.0}, {0.5, -1.0 / 3.0}}};
-    TestGroup t(2, {1e9, 2e9}, fill(Ze, Zo), fill(Ye, Yo));
-    t.group.methodCode = 1;
-    CubicLineFit(t.group, 1, 2e9, 1e9);  // the point lies above the limit: the coupling is fitted too
-    const std::vector<double> records[2] = {t.Short(1), t.Open(1)};
-    for (int r = 0; r < 2; ++r)
-        for (int64_t pos = 0; pos < 8; pos += 2) {
-            const std::complex<double> want = expected[r][pos == 0 || pos == 6 ? 0 : 1];
-            EXPECT_NEAR(records[r][pos], want.real(), 1e-7) << r << " " << pos;
-            EXPECT_NEAR(records[r][pos + 1], want.imag(), 1e-7) << r << " " << pos;
-        }
 }
 
 TEST(AnalysePortLines, TooFewPointsLeaveTheGroupAloneAndMissingRecordsFail)
