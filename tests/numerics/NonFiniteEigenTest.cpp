@@ -42,9 +42,6 @@ TEST(MatrixSqrt, FailsOnAnInfiniteEntry)
     A(0, 0) = Complex(4.0, 0.0);
     A(1, 1) = Complex(kInf, 0.0);
     EXPECT_FALSE(MatrixSqrt(A, VD, R));
-    A(1, 1) = Complex(9.0, 0.0);
-    ASSERT_TRUE(MatrixSqrt(A, VD, R));
-    EXPECT_NEAR(std::abs(R(1, 1) - Complex(3.0, 0.0)), 0.0, 1e-12);
 }
 
 }  // namespace
