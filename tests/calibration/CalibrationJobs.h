@@ -90,7 +90,8 @@ inline void SetWhole(VoraJob& job, const std::vector<double>& f, const std::vect
     for (const dcm& m : S) AppendRecord(job.wholeValues, m);
 }
 
-// A group over the 1-based `ports`, with its arm S at each of its frequencies.
+// A group over the 1-based `ports`, with its arm S at each of its frequencies; for the
+// short/open kinds also 50-ohm ports, unit line geometry and arm files at `f`.
 inline CalibrationGroup& AddGroup(VoraJob& job, const std::vector<int32_t>& ports, const std::vector<double>& f,
                                   const std::vector<dcm>& arms)
 {
@@ -102,7 +103,10 @@ inline CalibrationGroup& AddGroup(VoraJob& job, const std::vector<int32_t>& port
     group.portCount = static_cast<int32_t>(ports.size());
     group.ports = ports;
     group.firstPort = ports.empty() ? 0 : ports[0];
-    group.commonFrequencies = f;
+    group.portResistances.assign(ports.size(), 50.0);
+    group.portLineGeometry.assign(4 * ports.size(), 1.0);
+    group.shortFrequencies = group.openFrequencies = group.commonFrequencies = f;
+    group.shortRecordCount = group.openRecordCount = static_cast<int32_t>(f.size());
     group.commonFrequencyCount = static_cast<int32_t>(f.size());
     group.armS.ResizeAll(group.commonFrequencyCount, 2 * group.portCount);
     for (size_t k = 0; k < arms.size(); ++k) group.armS[k] = arms[k];

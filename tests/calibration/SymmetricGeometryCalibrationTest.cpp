@@ -42,20 +42,10 @@ void Prepare(TestJob& t, int32_t N, const std::vector<double>& frequencies)
     t.job.outputStream = std::make_unique<OutputFile>();
 }
 
-CalibrationGroup& AddGroup(TestJob& t, int32_t armKind, std::vector<int32_t> ports, double R = 50.0)
+CalibrationGroup& AddGroup(TestJob& t, int32_t armKind, const std::vector<int32_t>& ports)
 {
-    CalibrationGroup& g = t.job.calibrationGroups.emplace_back();
-    t.job.calibrationGroupCount = static_cast<int32_t>(t.job.calibrationGroups.size());
-    g.job = &t.job;
-    g.logStream = &t.log;
+    CalibrationGroup& g = calibration_jobs::AddGroup(t.job, ports, t.job.frequencies, {});
     g.armKind = armKind;
-    g.portCount = static_cast<int32_t>(ports.size());
-    g.ports = std::move(ports);
-    g.firstPort = g.ports.empty() ? 0 : g.ports[0];
-    g.portResistances.assign(g.ports.size(), R);
-    g.portLineGeometry.assign(4 * g.ports.size(), 1.0);
-    g.shortFrequencies = g.openFrequencies = t.job.frequencies;
-    g.shortRecordCount = g.openRecordCount = t.job.frequencyCount;
     return g;
 }
 
@@ -70,7 +60,8 @@ TEST(SymmetricGeometryCalibration, OnePortOpenShortGivesTheIdealLineS)
         SCOPED_TRACE(c.Z0);
         TestJob t;
         Prepare(t, 1, {1e9, 2e9});
-        CalibrationGroup& g = AddGroup(t, 0, {1}, c.R);
+        CalibrationGroup& g = AddGroup(t, 0, {1});
+        g.portResistances = {c.R};
         for (double theta : {c.theta / 2.0, c.theta}) {  // below a quarter wave: principal roots
             AppendRecord(g.openValues, {kJ * std::tan(theta) / c.Z0});
             AppendRecord(g.shortValues, {kJ * c.Z0 * std::tan(theta)});

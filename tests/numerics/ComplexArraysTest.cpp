@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
@@ -82,6 +83,29 @@ TEST(ComplexArrays, EigenDecompositionReconstructsTheMatrix)
     const std::vector<Complex> VD = NaiveProduct(n, V.data(), diagonal.data());
     const std::vector<Complex> back = NaiveProduct(n, VD.data(), Vinv.data());
     EXPECT_LT(MaxDistance(A.size(), back.data(), A.data()), 1e3 * kEpsilon * NormInf(n, A.data()));
+}
+
+// A matrix with an infinite or NaN entry never reaches ZGEEV: the reference LAPACK of the
+// build loops for ever on some infinities and prints a complaint about a NaN.
+TEST(EigenDecompose, RefusesANonFiniteMatrixAndGivesNaN)
+{
+    const double inf = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    struct Case {
+        int32_t n;
+        int32_t at;
+        Complex value;
+    };
+    // The first case is the transfer matrix of a zero S21 as the generalized mode built
+    // it from a fuzzed file; ZGEEV did not return on it.
+    const Case cases[] = {{2, 0, {inf, 0.0}}, {2, 1, {0.0, -inf}}, {2, 2, {nan, 0.0}}, {3, 8, {1.0, nan}}};
+    for (const Case& c : cases) {
+        std::vector<Complex> A(static_cast<size_t>(c.n * c.n), Complex(0.5, 0.25));
+        A[static_cast<size_t>(c.at)] = c.value;
+        std::vector<Complex> V(A.size()), Vinv(A.size()), w(static_cast<size_t>(c.n));
+        EXPECT_EQ(EigenDecompose(c.n, A.data(), V.data(), Vinv.data(), w.data(), 0), -4) << c.at;
+        for (const Complex& x : w) EXPECT_TRUE(std::isnan(x.real()) && std::isnan(x.imag())) << c.at;
+        EXPECT_FALSE(IsFiniteArray(static_cast<int32_t>(V.size()), V.data()));
+    }
 }
 
 // The square root takes the principal branch, the sign of a zero imaginary part included.

@@ -76,3 +76,12 @@ TEST(Dcm, MatrixSqrtIsThePrincipalRoot)
         EXPECT_LT(MaxDistance(B.Size(), square.data, B.data), 1e-12 * NormInf(n, B.data)) << "n=" << n;
     }
 }
+
+// An infinite entry must not reach ZGEEV, which may never return on it.
+TEST(MatrixSqrt, FailsOnAnInfiniteEntry)
+{
+    dcm A(2), VD, R;
+    A(0, 0) = Complex(4.0, 0.0);
+    A(1, 1) = Complex(std::numeric_limits<double>::infinity(), 0.0);
+    EXPECT_FALSE(MatrixSqrt(A, VD, R));
+}
