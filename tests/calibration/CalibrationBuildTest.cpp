@@ -12,8 +12,6 @@
 namespace {
 
 using namespace calibration_jobs;
-using testing_matrix::MaxDifference;
-using testing_matrix::Pattern;
 
 const std::string kDifferent = "VORA:  Calibration build with different sampling \n";
 const std::string kNotCovered = "VORA: error Calibration build with different sampling \n";
@@ -25,48 +23,29 @@ std::string Repeat(const std::string& text, int times)
     return s;
 }
 
+// Ports 3 and 1 form a two-port group (in that order), port 4 a one-port group, and port 2
+// belongs to no group. The groups' frequencies differ from the simulated ones, but their
+// count is the same, so the points are taken by index.
 TEST(CalibrationBuild, DeembedsAKnownDeviceFromKnownArms)
 {
-    // Ports 3 and 1 form a two-port group (in that order), port 4 a one-port group, and
-    // port 2 belongs to no group.
     TestJob t;
-    const std::vector<double> f = {1e9, 2e9};
-    std::vector<Mat> whole, device;
-    std::vector<Mat> armsA, armsB;
-    for (int k = 0; k < 2; ++k) {
-        device.push_back(Pattern(4, 0.4, 10 + k));
-        armsA.push_back(Arm(2, 20 + 7 * k));
-        armsB.push_back(Arm(1, 40 + 7 * k));
-        ErrorNetwork e = ErrorNetwork::Through(4);
-        PlaceArm(e, {2, 0}, armsA[k]);
-        PlaceArm(e, {3}, armsB[k]);
-        whole.push_back(Embed(device[k], e));
+    std::vector<dcm> whole, device, armsA, armsB;
+    for (unsigned k = 0; k < 2; ++k) {
+        device.push_back(RandomMatrix(4, 0.4, 10 + k));
+        armsA.push_back(Arm(2, 20 + k));
+        armsB.push_back(Arm(1, 40 + k));
+        dcm E = ArmThrough(4);
+        PlaceArm(E, {2, 0}, armsA[k]);
+        PlaceArm(E, {3}, armsB[k]);
+        whole.push_back(Embed(device[k], E));
     }
-    SetWhole(t.job, f, whole);
-    AddGroup(t.job, {3, 1}, f, armsA);
-    AddGroup(t.job, {4}, f, armsB);
+    SetWhole(t.job, {1e9, 2e9}, whole);
+    AddGroup(t.job, {3, 1}, {5e9, 7e9}, armsA);
+    AddGroup(t.job, {4}, {1e9, 2e9}, armsB);
 
     ASSERT_EQ(CalibrationBuild(t.job), 0);
     ASSERT_EQ(t.job.vdcm_Sout.size(), 2u);
-    for (int k = 0; k < 2; ++k) EXPECT_LT(MaxDifference(Output(t.job, k), device[k]), 1e-12) << "k=" << k;
-    EXPECT_EQ(t.log.str(), "");
-}
-
-TEST(CalibrationBuild, SameCountOfPointsIsTakenByIndex)
-{
-    TestJob t;
-    std::vector<Mat> whole, device, arms;
-    for (int k = 0; k < 2; ++k) {
-        device.push_back(Pattern(1, 0.5, 3 + k));
-        arms.push_back(Arm(1, 5 + 11 * k));
-        ErrorNetwork e(1);
-        PlaceArm(e, {0}, arms[k]);
-        whole.push_back(Embed(device[k], e));
-    }
-    SetWhole(t.job, {1e9, 2e9}, whole);
-    AddGroup(t.job, {1}, {5e9, 7e9}, arms);  // other frequencies, same count
-    ASSERT_EQ(CalibrationBuild(t.job), 0);
-    for (int k = 0; k < 2; ++k) EXPECT_LT(MaxDifference(Output(t.job, k), device[k]), 1e-12);
+    for (size_t k = 0; k < 2; ++k) EXPECT_LT(MaxDifference(t.job.vdcm_Sout[k], device[k]), 1e-12) << k;
     EXPECT_EQ(t.log.str(), "");
 }
 
@@ -78,7 +57,6 @@ struct Expected {
 };
 const Expected kThrough{};
 Expected Point(int p) { return {p, p, 0.0}; }
-Expected Between(int low, int high, double t) { return {low, high, t}; }
 
 TEST(CalibrationBuild, FitsDifferentlySampledArmsToTheSimulatedFrequencies)
 {
@@ -90,118 +68,93 @@ TEST(CalibrationBuild, FitsDifferentlySampledArmsToTheSimulatedFrequencies)
     };
     // Group points at 1, 2 and 3 GHz; no case has three simulated frequencies, which
     // would be taken by index.
-    const std::vector<double> points = {1e9, 2e9, 3e9};
     const std::vector<Case> cases = {
         {"match within 0.1 Hz, interpolation elsewhere",
          {1e9 + 0.05, 1.5e9, 2e9 - 0.2, 2.5e9},
-         {Point(0), Between(0, 1, 0.5), Between(0, 1, (1e9 - 0.2) / 1e9), Between(1, 2, 0.5)},
+         {Point(0), {0, 1, 0.5}, {0, 1, (1e9 - 0.2) / 1e9}, {1, 2, 0.5}},
          Repeat(kDifferent, 2)},
         {"no DC start: outside the points is a through, with the error line",
          {0.5e9, 1.5e9, 2.5e9, 3.5e9},
-         {kThrough, Between(0, 1, 0.5), Between(1, 2, 0.5), kThrough},
+         {kThrough, {0, 1, 0.5}, {1, 2, 0.5}, kThrough},
          kDifferent + kNotCovered + kDifferent + kNotCovered},
         {"DC start: below 1 Hz a through, below the first point from the through at 0 Hz",
          {0.0, 0.5, 0.25e9, 1e9, 2.5e9, 4e9},
-         {kThrough, kThrough, Between(-1, 0, 0.25), Point(0), Between(1, 2, 0.5), kThrough},
+         {kThrough, kThrough, {-1, 0, 0.25}, Point(0), {1, 2, 0.5}, kThrough},
          Repeat(kDifferent, 2)},
-        {"one frequency is the first and the last",
-         {1.75e9},
-         {Between(0, 1, 0.75)},
-         kDifferent},
+        {"one frequency is the first and the last", {1.75e9}, {{0, 1, 0.75}}, kDifferent},
     };
+    const std::vector<dcm> arms = {Arm(1, 1), Arm(1, 2), Arm(1, 3)};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         TestJob t;
-        std::vector<Mat> arms = {Arm(1, 1), Arm(1, 2), Arm(1, 3)};
-        std::vector<Mat> whole, device;
+        std::vector<dcm> whole, device;
         for (size_t k = 0; k < c.simulated.size(); ++k) {
             const Expected& x = c.arms[k];
-            const Mat low = x.low < 0 ? ArmThrough(1) : arms[x.low];
-            const Mat high = x.high < 0 ? ArmThrough(1) : arms[x.high];
-            ErrorNetwork e(1);
-            PlaceArm(e, {0}, Lerp(low, high, x.t));
-            device.push_back(Pattern(1, 0.5, 30 + static_cast<unsigned>(k)));
-            whole.push_back(Embed(device.back(), e));
+            dcm E(2);
+            PlaceArm(E, {0}, Lerp(x.low < 0 ? ArmThrough(1) : arms[x.low], x.high < 0 ? ArmThrough(1) : arms[x.high], x.t));
+            device.push_back(RandomMatrix(1, 0.5, 30 + static_cast<unsigned>(k)));
+            whole.push_back(Embed(device.back(), E));
         }
         SetWhole(t.job, c.simulated, whole);
-        AddGroup(t.job, {1}, points, arms);
+        AddGroup(t.job, {1}, {1e9, 2e9, 3e9}, arms);
         ASSERT_EQ(CalibrationBuild(t.job), 0);
         for (size_t k = 0; k < c.simulated.size(); ++k)
-            EXPECT_LT(MaxDifference(Output(t.job, static_cast<int>(k)), device[k]), 1e-12) << "k=" << k;
+            EXPECT_LT(MaxDifference(t.job.vdcm_Sout[k], device[k]), 1e-12) << "k=" << k;
         EXPECT_EQ(t.log.str(), c.log);
     }
 }
 
 // In a multi-port group the through is [[0, I], [I, 0]]: ports of the group are not
-// coupled through it, and it is the lower point below the first group frequency.
+// coupled through it, and it is the lower point below the first group frequency (DC start).
 TEST(CalibrationBuild, MultiPortGroupFallsBackToTheThroughOfItsPorts)
 {
-    {
+    const std::vector<dcm> arms = {Arm(2, 4), Arm(2, 5), Arm(2, 6)};
+    const dcm device = RandomMatrix(2, 0.4, 9);  // coupled: a coupling through would change it
+    dcm E(4);
+    PlaceArm(E, {1, 0}, Lerp(ArmThrough(2), arms[0], 0.5));
+    for (bool bDcStart : {false, true}) {
+        SCOPED_TRACE(bDcStart);
         TestJob t;
-        const Mat device = Pattern(2, 0.4, 8);  // coupled: a coupling through would change it
-        SetWhole(t.job, {0.5e9, 4e9}, {device, device});
-        AddGroup(t.job, {1, 2}, {1e9, 2e9, 3e9}, {Arm(2, 1), Arm(2, 2), Arm(2, 3)});
-        ASSERT_EQ(CalibrationBuild(t.job), 0);
-        for (int k = 0; k < 2; ++k) EXPECT_LT(MaxDifference(Output(t.job, k), device), 1e-12);
-        // Logged once per pair of the group's ports at each of the two frequencies.
-        EXPECT_EQ(t.log.str(), Repeat(kDifferent + kNotCovered, 8));
-    }
-    {
-        TestJob t;
-        const std::vector<Mat> arms = {Arm(2, 4), Arm(2, 5), Arm(2, 6)};
-        const Mat device = Pattern(2, 0.4, 9);
-        ErrorNetwork e(2);
-        PlaceArm(e, {1, 0}, Lerp(ArmThrough(2), arms[0], 0.5));
-        SetWhole(t.job, {0.0, 0.5e9}, {device, Embed(device, e)});
+        if (bDcStart)
+            SetWhole(t.job, {0.0, 0.5e9}, {device, Embed(device, E)});
+        else
+            SetWhole(t.job, {0.5e9, 4e9}, {device, device});
         AddGroup(t.job, {2, 1}, {1e9, 2e9, 3e9}, arms);
         ASSERT_EQ(CalibrationBuild(t.job), 0);
-        EXPECT_LT(MaxDifference(Output(t.job, 0), device), 1e-12);
-        EXPECT_LT(MaxDifference(Output(t.job, 1), device), 1e-12);
-        EXPECT_EQ(t.log.str(), Repeat(kDifferent, 8));
+        for (size_t k = 0; k < 2; ++k) EXPECT_LT(MaxDifference(t.job.vdcm_Sout[k], device), 1e-12);
+        // Logged once per pair of the group's ports at each of the two frequencies.
+        EXPECT_EQ(t.log.str(), Repeat(bDcStart ? kDifferent : kDifferent + kNotCovered, 8));
     }
 }
 
 TEST(CalibrationBuild, APortListedTwiceBelongsToTheFirstGroup)
 {
-    // Port 2 takes group 0's arm; port 1 stays in group 1 at its place 1, uncoupled from
-    // port 2.
-    TestJob u;
-    const Mat device = Pattern(2, 0.4, 12);
-    const Mat armA = Arm(1, 13), armB = Arm(2, 14);
-    ErrorNetwork e(2);
-    PlaceArm(e, {1}, armA);
-    e.aa(0, 0) = armB(1, 1);
-    e.bb(0, 0) = armB(3, 3);
-    e.ab(0, 0) = armB(1, 3);
-    e.ba(0, 0) = armB(3, 1);
-    SetWhole(u.job, {1e9}, {Embed(device, e)});
-    AddGroup(u.job, {2}, {1e9}, {armA});
-    AddGroup(u.job, {2, 1}, {1e9}, {armB});
-    ASSERT_EQ(CalibrationBuild(u.job), 0);
-    EXPECT_LT(MaxDifference(Output(u.job, 0), device), 1e-12);
-}
-
-TEST(CalibrationBuild, WithoutGroupsCopiesTheWholeStructureAndFails)
-{
+    // Port 2 takes group 0's arm; port 1 stays in group 1 at its place 1, uncoupled from port 2.
     TestJob t;
-    const std::vector<Mat> whole = {Pattern(2, 0.5, 1), Pattern(2, 0.5, 2)};
-    SetWhole(t.job, {1e9, 2e9}, whole);
-    EXPECT_EQ(CalibrationBuild(t.job), 1);
-    for (int k = 0; k < 2; ++k) EXPECT_EQ(MaxDifference(Output(t.job, k), whole[k]), 0.0);
-
+    const dcm device = RandomMatrix(2, 0.4, 12);
+    const dcm armA = Arm(1, 13), armB = Arm(2, 14);
+    dcm E(4);
+    PlaceArm(E, {1}, armA);
+    for (int32_t r = 0; r < 2; ++r)
+        for (int32_t c = 0; c < 2; ++c) E(2 * r, 2 * c) = armB(2 * r + 1, 2 * c + 1);
+    SetWhole(t.job, {1e9}, {Embed(device, E)});
+    AddGroup(t.job, {2}, {1e9}, {armA});
+    AddGroup(t.job, {2, 1}, {1e9}, {armB});
+    ASSERT_EQ(CalibrationBuild(t.job), 0);
+    EXPECT_LT(MaxDifference(t.job.vdcm_Sout[0], device), 1e-12);
 }
 
 TEST(CalibrationBuild, RejectsArmDataThatDoNotFitTheGroup)
 {
     TestJob t;
-    SetWhole(t.job, {1e9}, {Pattern(2, 0.5, 1)});
+    SetWhole(t.job, {1e9}, {RandomMatrix(2, 0.5, 1)});
     AddGroup(t.job, {1, 2}, {1e9}, {Arm(2, 1)});
     t.job.calibrationGroups[0].armS[0].Resize(2);  // a 2x2 arm for a two-port group
     EXPECT_EQ(CalibrationBuild(t.job), -1);
     EXPECT_EQ(t.log.str(), "VORA:: Calibration data of the arm 1 do not fit its ports\n");
 
     TestJob w;
-    SetWhole(w.job, {1e9}, {Pattern(2, 0.5, 1)});
+    SetWhole(w.job, {1e9}, {RandomMatrix(2, 0.5, 1)});
     w.job.portCount = 3;  // records hold 2x2 matrices
     AddGroup(w.job, {1}, {1e9}, {Arm(1, 1)});
     EXPECT_EQ(CalibrationBuild(w.job), -1);
@@ -212,7 +165,7 @@ TEST(CalibrationBuild, RejectsArmDataThatDoNotFitTheGroup)
 // wrapped after every 4th entry but never after the last one.
 TEST(OutputWriters, WriteOneRecordPerFrequencyWrappedAboveSixPorts)
 {
-    for (int N : {2, 6, 7, 8}) {
+    for (int N : {6, 7, 8}) {
         SCOPED_TRACE(N);
         TestJob t;
         t.job.portCount = N;
@@ -224,7 +177,7 @@ TEST(OutputWriters, WriteOneRecordPerFrequencyWrappedAboveSixPorts)
         for (int k = 0; k < 2; ++k) {
             expected += k == 0 ? "1.5" : "2.25";
             for (int e = 0; e < N * N; ++e) {
-                t.job.vdcm_Sout[k].data[e] = C(0.125 * e, -k - 0.5);
+                t.job.vdcm_Sout[k].data[e] = Complex(0.125 * e, -k - 0.5);
                 std::ostringstream v;
                 v << " " << 0.125 * e << " " << -k - 0.5;
                 expected += v.str();

@@ -1,113 +1,99 @@
 #pragma once
-// Hand-built jobs for the calibration build: whole-structure data made by embedding a known
-// device in known arms, so that the build must give the device back.
+// Jobs for the calibration tests: whole-structure data made by embedding a known device in
+// known arms, so that a calibration must give the device back. Arms and error networks are
+// 2n-port S matrices [[aa, ab], [ba, bb]], end a at the whole structure, end b at the device.
 
+#include <random>
 #include <sstream>
 #include <vector>
 
-#include "SmallMatrix.h"
 #include "job/VoraJob.h"
+#include "numerics/Dcm.h"
+#include "support/TestData.h"
 
 namespace calibration_jobs {
-
-using testing_matrix::C;
-using testing_matrix::Mat;
 
 struct TestJob {
     std::ostringstream log;
     VoraJob job{log};
 };
 
-// The error network over all N ports, end a at the whole structure, end b at the device.
-struct ErrorNetwork {
-    Mat aa, ab, ba, bb;
-    explicit ErrorNetwork(int n) : aa(n), ab(n), ba(n), bb(n) {}
-    // Every port a through.
-    static ErrorNetwork Through(int n)
-    {
-        ErrorNetwork e(n);
-        e.ab = e.ba = Mat::Identity(n);
-        return e;
-    }
-};
-
-// The measured S of `device` seen through the error network:
-// Sm = Saa + Sab·D·(I - Sbb·D)^-1·Sba.
-inline Mat Embed(const Mat& device, const ErrorNetwork& e)
+// Entries with parts uniform in [-scale, scale].
+inline dcm RandomMatrix(int32_t n, double scale, unsigned seed)
 {
-    const Mat I = Mat::Identity(device.n);
-    return e.aa + e.ab * device * testing_matrix::Inverse(I - e.bb * device) * e.ba;
-}
-
-// An arm 2n-port of line-like shape: small reflections, transmissions near one.
-inline Mat Arm(int n, unsigned seed)
-{
-    Mat a(2 * n);
-    const Mat aa = testing_matrix::Pattern(n, 0.15, seed);
-    const Mat bb = testing_matrix::Pattern(n, 0.15, seed + 1);
-    const Mat ab = Mat::Identity(n) + testing_matrix::Pattern(n, 0.1, seed + 2);
-    const Mat ba = Mat::Identity(n) + testing_matrix::Pattern(n, 0.1, seed + 3);
-    for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < n; ++j) {
-            a(i, j) = aa(i, j);
-            a(i, n + j) = 0.85 * ab(i, j);
-            a(n + i, j) = 0.85 * ba(i, j);
-            a(n + i, n + j) = bb(i, j);
-        }
-    }
-    return a;
-}
-
-// The 2n-port through [[0, I], [I, 0]].
-inline Mat ArmThrough(int n)
-{
-    Mat a(2 * n);
-    for (int i = 0; i < n; ++i) a(i, n + i) = a(n + i, i) = 1.0;
-    return a;
-}
-
-inline Mat Lerp(const Mat& low, const Mat& high, double t)
-{
-    Mat m(low.n);
-    for (size_t e = 0; e < m.a.size(); ++e) m.a[e] = low.a[e] + (high.a[e] - low.a[e]) * t;
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> part(-scale, scale);
+    dcm m(n);
+    for (size_t e = 0; e < m.Size(); ++e) m.data[e] = Complex(part(random), part(random));
     return m;
 }
 
-// Places the arm of a group (whole-structure ports, 0-based, in group order) into the
-// error network.
-inline void PlaceArm(ErrorNetwork& e, const std::vector<int>& ports, const Mat& arm)
+// The 2n-port through [[0, I], [I, 0]], scaled by `t`.
+inline dcm ArmThrough(int32_t n, double t = 1.0)
 {
-    const int n = static_cast<int>(ports.size());
-    for (int u = 0; u < n; ++u) {
-        for (int v = 0; v < n; ++v) {
-            const int i = ports[u], j = ports[v];
-            e.aa(i, j) = arm(u, v);
-            e.bb(i, j) = arm(n + u, n + v);
-            e.ab(i, j) = arm(u, n + v);
-            e.ba(i, j) = arm(n + u, v);
-        }
-    }
+    dcm a(2 * n);
+    for (int32_t i = 0; i < n; ++i) a(i, n + i) = a(n + i, i) = t;
+    return a;
 }
 
-inline void SetWhole(VoraJob& job, const std::vector<double>& f, const std::vector<Mat>& S)
+// A line-like arm: small reflections and couplings, transmissions near 0.85.
+inline dcm Arm(int32_t n, unsigned seed) { return RandomMatrix(2 * n, 0.15, seed) + ArmThrough(n, 0.85); }
+
+// Block (r, c) of half the order.
+inline dcm Block(const dcm& M, int32_t r, int32_t c)
 {
-    const int N = S.empty() ? 0 : S[0].n;
-    job.portCount = N;
+    const int32_t n = M.n / 2;
+    dcm b(n);
+    for (int32_t i = 0; i < n; ++i)
+        for (int32_t j = 0; j < n; ++j) b(i, j) = M(r * n + i, c * n + j);
+    return b;
+}
+
+// Puts an arm between the whole-structure ports `ports` (0-based, in group order) of E.
+inline void PlaceArm(dcm& E, const std::vector<int32_t>& ports, const dcm& arm)
+{
+    const int32_t N = E.n / 2, n = static_cast<int32_t>(ports.size());
+    for (int32_t u = 0; u < n; ++u)
+        for (int32_t v = 0; v < n; ++v)
+            for (int32_t r = 0; r < 2; ++r)
+                for (int32_t c = 0; c < 2; ++c) E(r * N + ports[u], c * N + ports[v]) = arm(r * n + u, c * n + v);
+}
+
+inline dcm Times(const dcm& A, const dcm& B)
+{
+    dcm P;
+    Multiply(A, B, P);
+    return P;
+}
+
+// The device seen through E: aa + ab·D·(I - bb·D)^-1·ba.
+inline dcm Embed(const dcm& device, const dcm& E)
+{
+    dcm I(device.n), inverse;
+    I.SetIdentity();
+    if (!Inverse(I - Times(Block(E, 1, 1), device), inverse)) return dcm();
+    return Block(E, 0, 0) + Times(Times(Times(Block(E, 0, 1), device), inverse), Block(E, 1, 0));
+}
+
+inline dcm Lerp(const dcm& low, const dcm& high, double t)
+{
+    dcm step = high - low;
+    step *= Complex(t, 0.0);
+    return low + step;
+}
+
+inline void SetWhole(VoraJob& job, const std::vector<double>& f, const std::vector<dcm>& S)
+{
+    job.portCount = S.empty() ? 0 : S[0].n;
     job.frequencies = f;
     job.frequencyCount = static_cast<int32_t>(f.size());
-    job.wholeValues.Reset(2 * N * N);
-    for (const Mat& m : S) {
-        double* r = job.wholeValues.Append();
-        for (int e = 0; e < N * N; ++e) {
-            r[2 * e] = m.a[e].real();
-            r[2 * e + 1] = m.a[e].imag();
-        }
-    }
+    for (const dcm& m : S) AppendRecord(job.wholeValues, m);
 }
 
-// A group over the 1-based `ports`, with its arm S at each of its frequencies.
+// A group over the 1-based `ports`, with its arm S at each of its frequencies; for the
+// short/open kinds also 50-ohm ports, unit line geometry and arm files at `f`.
 inline CalibrationGroup& AddGroup(VoraJob& job, const std::vector<int32_t>& ports, const std::vector<double>& f,
-                                  const std::vector<Mat>& arms)
+                                  const std::vector<dcm>& arms)
 {
     CalibrationGroup& group = job.calibrationGroups.emplace_back();
     group.job = &job;
@@ -117,23 +103,17 @@ inline CalibrationGroup& AddGroup(VoraJob& job, const std::vector<int32_t>& port
     group.portCount = static_cast<int32_t>(ports.size());
     group.ports = ports;
     group.firstPort = ports.empty() ? 0 : ports[0];
-    group.commonFrequencies = f;
+    group.portResistances.assign(ports.size(), 50.0);
+    group.portLineGeometry.assign(4 * ports.size(), 1.0);
+    group.shortFrequencies = group.openFrequencies = group.commonFrequencies = f;
+    group.shortRecordCount = group.openRecordCount = static_cast<int32_t>(f.size());
     group.commonFrequencyCount = static_cast<int32_t>(f.size());
     group.armS.ResizeAll(group.commonFrequencyCount, 2 * group.portCount);
-    for (size_t k = 0; k < arms.size(); ++k)
-        for (size_t e = 0; e < arms[k].a.size(); ++e) group.armS[k].data[e] = arms[k].a[e];
+    for (size_t k = 0; k < arms.size(); ++k) group.armS[k] = arms[k];
     const int32_t g = static_cast<int32_t>(job.calibrationGroups.size()) - 1;
     job.groupPorts[g] = ports;
     job.calibrationGroupCount = g + 1;
     return group;
-}
-
-inline Mat Output(const VoraJob& job, int k)
-{
-    const dcm& S = job.vdcm_Sout[k];
-    Mat m(S.n);
-    for (int e = 0; e < S.n * S.n; ++e) m.a[e] = S.data[e];
-    return m;
 }
 
 }  // namespace calibration_jobs

@@ -1,11 +1,15 @@
+// The port-line analysis. The program runs AnalysePortLines with method code 0 only (every
+// other code takes the noise-process walk), so the mode-0 walk, the noise-process walk, the
+// resonance search and the conductor model are what reaches the arm data; the mode-1 fit,
+// the mode-2 scaling and the analysis limit they use are never run. ArmReplacement pins the
+// walks end to end on generated jobs with equal port lines.
+
 #include "calibration/PortLineAnalysis.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <complex>
 #include <functional>
-#include <numbers>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -49,16 +53,9 @@ struct TestGroup {
             }
         }
     }
-    std::vector<double> Short(size_t k) const
-    {
-        const double* r = group.shortValues[k];
-        return {r, r + group.shortValues.width()};
-    }
-    std::vector<double> Open(size_t k) const
-    {
-        const double* r = group.openValues[k];
-        return {r, r + group.openValues.width()};
-    }
+    static std::vector<double> Record(const RecordTable& table, size_t k) { return {table[k], table[k] + table.width()}; }
+    std::vector<double> Short(size_t k) const { return Record(group.shortValues, k); }
+    std::vector<double> Open(size_t k) const { return Record(group.openValues, k); }
 };
 
 std::vector<double> Frequencies(size_t count, double step)
@@ -87,7 +84,6 @@ TEST(FindPortResonance, FindsTheFirstMaximumOfTheRealPartByItsPosition)
         return [top](size_t k) { return k <= top ? double(k) : double(k) - 1000.0; };
     };
     const std::vector<Case> cases = {
-        {"beyond the first tenth", peakAt(50), 50, ""},
         {"at the first point past a tenth", peakAt(10), 10, ""},
         {"at the last point of the first tenth", peakAt(9), 9, early},
         {"just past 2 %", peakAt(2), 2, early},
@@ -126,27 +122,6 @@ TEST(FindPortResonance, FailsOnTooFewPointsAndOnMissingRecords)
     t.group.shortFrequencies.push_back(31e9);  // a frequency without its record
     EXPECT_EQ(FindPortResonance(t.group, 1), -1.0);
     EXPECT_EQ(t.log.str(), kFindingError);
-}
-
-// quarter-wave factor --------------------------------------------------------------
-
-TEST(QuarterWaveFactor, FollowsXOverTanXBelowTheResonance)
-{
-    EXPECT_EQ(QuarterWaveFactor(0.0, 3e9), 1.0);
-    // At half the resonance the cut series stays within 1e-4 of (pi/4)/tan(pi/4).
-    EXPECT_NEAR(QuarterWaveFactor(1.5e9, 3e9), std::numbers::pi / 4.0, 1e-4);
-    // Up to the resonance it is the cut series with the exact coefficients of tan(x)/x.
-    const long double coefficients[] = {1.0L, 1.0L / 3, 2.0L / 15, 17.0L / 315, 62.0L / 2835, 1382.0L / 155925,
-                                        21844.0L / 6081075};
-    for (double ratio : {0.25, 1.0}) {
-        const long double a = std::numbers::pi_v<long double> * std::numbers::pi_v<long double> / 4 * ratio * ratio;
-        long double series = 0, power = 1;
-        for (long double c : coefficients) {
-            series += c * power;
-            power *= a;
-        }
-        EXPECT_NEAR(QuarterWaveFactor(ratio * 2e9, 2e9), static_cast<double>(1 / series), 1e-11) << ratio;
-    }
 }
 
 // conductor resistance model -------------------------------------------------------
@@ -210,103 +185,63 @@ TEST(PortLineResistance, MatchesTheModelOnBothSidesOfTheAspectThreshold)
     EXPECT_EQ(log.str(), "");
 }
 
-TEST(PortLineResistance, LimitsAndTheMeasuredReference)
-{
-    CalibrationGroup group;
-    std::ostringstream log;
-    group.logStream = &log;
-    const double w = 100e-6, t = 35e-6, l = 0.01, s = 5.8e7;
-    const double g[4] = {w, t, l, s};
-    const double Rdc = l / (t * w * s);
-    // At its own reference frequency the model returns the measured value.
-    EXPECT_NEAR(PortLineResistance(group, g, 3e9, 0.9, 3e9, 1e30), 0.9, 1e-12);
-    // The measured value caps the result.
-    EXPECT_EQ(PortLineResistance(group, g, 3e9, 0.9, 6e9, 0.5), 0.5);
-    EXPECT_EQ(log.str(), "");
-
-    // A measured value below the model is an inconsistent geometry: the model alone, with
-    // the direct-current resistance at a very low frequency.
-    EXPECT_NEAR(PortLineResistance(group, g, 3e9, 0.0, 1.0, 1e30), Rdc, 1e-6 * Rdc);
-    EXPECT_EQ(log.str(), kGeometryError);
-}
-
-// analysis limit -------------------------------------------------------------------
-
-TEST(EstimateAnalysisLimit, FirstRiseOfTheMutualReactancePerHertzClamped)
-{
-    struct Case {
-        const char* name;
-        std::vector<double> imZ12;  // at 1, 2, 3, ... GHz
-        double freqD;
-        double expected;
-    };
-    const Case cases[] = {
-        {"rise inside the bounds", {10, 19, 28.8, 37, 40, 60}, 1e9, 3e9},
-        {"rise below 1.8 freqD", {10, 21, 25, 30, 35, 40}, 1.5e9, 2.7e9},
-        {"no rise: the last point, capped at 4 freqD", {10, 19, 27, 35, 43, 51}, 1e9, 4e9},
-        {"equal reactance per hertz is no rise", {10, 20, 30, 44, 40, 60}, 1e9, 4e9},
-        {"crossed bounds: the lower one wins", {10, 19}, -1e9, -1.8e9},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        TestGroup t(2, Frequencies(c.imZ12.size(), 1e9), [&](size_t k, int64_t j) { return j == 3 ? c.imZ12[k] : 1.0; },
-                    Pattern);
-        t.group.freqD = c.freqD;
-        EXPECT_DOUBLE_EQ(EstimateAnalysisLimit(t.group), c.expected);
-    }
-
-    // One port, or one point: the upper limit as it stands; no point: the lower bound.
-    TestGroup one(1, Frequencies(6, 1e9), Pattern, Pattern);
-    one.group.freqE = 5.5e9;
-    EXPECT_EQ(EstimateAnalysisLimit(one.group), 5.5e9);
-    TestGroup single(2, Frequencies(1, 1e9), Pattern, Pattern);
-    single.group.freqE = 5.5e9;
-    EXPECT_EQ(EstimateAnalysisLimit(single.group), 5.5e9);
-    TestGroup none(2, {}, Pattern, Pattern);
-    none.group.freqD = 1e9;
-    EXPECT_EQ(EstimateAnalysisLimit(none.group), 1.8e9);
-}
-
-// extrapolation of one point -------------------------------------------------------
+// the walks ------------------------------------------------------------------------
 
 // Two ports at 1..6 GHz, lower limit 2.5 GHz, upper limit 4.5 GHz; each port its own line.
+// The diagonal short resistances (positions 0 and 6) lie far above the model's rise, so the
+// measured cap never decides them.
 TestGroup MakeTwoPortLines()
 {
-    TestGroup t(2, Frequencies(6, 1e9), Pattern, [](size_t k, int64_t j) { return 2.0 * Pattern(k, j); });
+    TestGroup t(2, Frequencies(6, 1e9), [](size_t k, int64_t j) { return j % 6 == 0 ? 50.0 + k : Pattern(k, j); },
+                [](size_t k, int64_t j) { return 2.0 * Pattern(k, j); });
     t.group.freqD = 2.5e9;
     t.group.freqE = 4.5e9;
     t.group.portLineGeometry = {100e-6, 35e-6, 0.01, 5.8e7, 60e-6, 35e-6, 0.02, 4e7};
     return t;
 }
 
-TEST(ExtrapolateArmPoint, ModeledRealPartsUseEachPortsOwnLine)
+// The two walks the program runs (mode 0, and the noise process for every other code) give
+// the same arm data: points below the lower limit as measured (a point on the limit counts
+// as above it), every point above from the last one below: reactances scaled with the
+// frequency, real parts held, except that the short arm's diagonal resistance follows the
+// conductor model of the port at that position (0 and 6 in a two-port record).
+TEST(AnalysePortLines, BothWalksExtrapolateFromTheLastPointBelowTheLimitWithEachPortsLine)
 {
-    // The mode-0 walk and the non-held upper branch both take the diagonal short resistance
-    // from the conductor model of the port at that position (0 and 6 in a 2-port record).
-    for (bool bModeZero : {true, false}) {
-        SCOPED_TRACE(bModeZero ? "mode 0" : "non-held upper branch");
+    for (int32_t methodCode : {0, 3}) {
+        SCOPED_TRACE(methodCode);
         TestGroup t = MakeTwoPortLines();
-        TestGroup original = MakeTwoPortLines();
-        const size_t kRef = 1, k = 3;
-        for (TestGroup* g : {&t, &original}) g->group.shortValues[k][0] = g->group.shortValues[k][6] = 50.0;
-        const double f = 4e9, fRef = 2e9;
-        if (bModeZero) {
-            t.group.methodCode = 0;
-            ASSERT_EQ(ExtrapolateArmPoint(t.group, f, 1, 3, 3, 8, 3e9), 0);
-        } else {
-            ASSERT_EQ(ExtrapolateFromReferencePoint(t.group, f, 1, 3, 8, true), 0);
+        const TestGroup original = MakeTwoPortLines();
+        t.group.methodCode = methodCode;
+        t.group.freqD = 3e9;
+        ASSERT_EQ(methodCode == 0 ? AnalysePortLines(t.group) : AnalysePortLinesNoiseProcess(t.group), 0);
+        EXPECT_EQ(t.log.str(), "");
+        const size_t kLow = 1;  // 2 GHz
+        const double fLow = 2e9, *g = original.group.portLineGeometry.data();
+        for (size_t k = 0; k < 6; ++k) {
+            SCOPED_TRACE(k);
+            const std::vector<double> s = t.Short(k), o = t.Open(k);
+            if (k <= kLow) {
+                EXPECT_EQ(s, original.Short(k));
+                EXPECT_EQ(o, original.Open(k));
+                continue;
+            }
+            const double f = double(k + 1) * 1e9;
+            const std::vector<double> low = original.Short(kLow), measured = original.Short(k);
+            for (int64_t j = 0; j < 8; ++j) {
+                const double ratio = j % 2 == 1 ? f / fLow : 1.0;
+                EXPECT_DOUBLE_EQ(o[j], 2.0 * Pattern(kLow, j) * ratio) << j;
+                if (j % 6 != 0) {
+                    EXPECT_DOUBLE_EQ(s[j], low[j] * ratio) << j;
+                }
+            }
+            for (int64_t j : {0, 6}) {
+                const double model = PortLineResistance(original.group, g + 4 * (j / 6), fLow, low[j], f, 1e30);
+                EXPECT_LT(model, measured[j]);
+                EXPECT_EQ(s[j], model);
+            }
+            // Not the other port's line.
+            EXPECT_NE(s[6], PortLineResistance(original.group, g, fLow, low[6], f, 1e30));
         }
-        const std::vector<double> s = t.Short(k), o = t.Open(k);
-        const double* g = original.group.portLineGeometry.data();
-        const double* measured = original.group.shortValues[k];
-        const double* reference = original.group.shortValues[kRef];
-        EXPECT_EQ(s[0], PortLineResistance(original.group, g, fRef, reference[0], f, measured[0]));
-        EXPECT_EQ(s[6], PortLineResistance(original.group, g + 4, fRef, reference[6], f, measured[6]));
-        // Neither the cap nor the other port's line gives these values.
-        EXPECT_NE(s[6], PortLineResistance(original.group, g, fRef, reference[6], f, measured[6]));
-        for (int64_t j : {2, 4}) EXPECT_EQ(s[j], reference[j]);
-        for (int64_t j : {0, 2, 4, 6}) EXPECT_EQ(o[j], 2.0 * Pattern(kRef, j));
-        for (int64_t j : {1, 3, 5, 7}) EXPECT_DOUBLE_EQ(s[j], reference[j] * f / fRef);
     }
 }
 
@@ -324,123 +259,6 @@ TEST(ExtrapolateArmPoint, MissingRecordsOrGeometryFailTheStep)
     EXPECT_EQ(t.log.str(), "VORA:: Port line analysis has no w, t, l, s for every port of group port 7\n");
 }
 
-// the mode-1 fit -------------------------------------------------------------------
-
-// One port, one point (k = 1) holding Z and Y; point 0 holds a recognisable open real part.
-TestGroup MakeOnePortPoint(std::complex<double> Z, std::complex<double> Y)
-{
-    TestGroup t(1, {1e9, 2e9}, [&](size_t, int64_t j) { return j == 0 ? Z.real() : Z.imag(); },
-                [&](size_t k, int64_t j) { return k == 0 ? 0.123 : (j == 0 ? Y.real() : Y.imag()); });
-    t.group.methodCode = 1;
-    return t;
-}
-
-TEST(CubicLineFit, OnePortCasesSolvedByHand)
-{
-    // Z = (2/3)·e^(i·phi), Y = (2/3)·e^(-i·phi): ZY = 4/9, q = 9/4, r = 0, k = 1.5·e^(±i·pi/3),
-    // so Ynew = e^(-i·phi) and Znew = e^(i·phi). A real part is taken only when positive;
-    // else the short keeps its own and the open falls back to point 0 above the hold frequency.
-    for (double phi : {std::numbers::pi / 3.0, 2.0 * std::numbers::pi / 3.0}) {
-        for (double freqA : {1e9, 3e9}) {
-            SCOPED_TRACE(phi);
-            const std::complex<double> Z = std::polar(2.0 / 3.0, phi), Y = std::polar(2.0 / 3.0, -phi);
-            TestGroup t = MakeOnePortPoint(Z, Y);
-            t.group.freqA = freqA;
-            CubicLineFit(t.group, 1, 2e9, 0.0);
-            const bool bPositive = std::cos(phi) > 0.0;
-            EXPECT_NEAR(t.Open(1)[0], bPositive ? std::cos(phi) : (freqA < 2e9 ? 0.123 : Y.real()), 1e-7);
-            EXPECT_NEAR(t.Open(1)[1], -std::sin(phi), 1e-7);
-            EXPECT_NEAR(t.Short(1)[0], bPositive ? std::cos(phi) : Z.real(), 1e-7);
-            EXPECT_NEAR(t.Short(1)[1], std::sin(phi), 1e-7);
-        }
-    }
-}
-
-TEST(CubicLineFit, SymmetricTwoPortFitsEachModeLikeOnePort)
-{
-    // Y and Z of the form [[a, b], [b, a]] share the eigenvectors (1, 1) and (1, -1); the
-    // even mode is the first one-port case, the odd mode the second: Ynew has modes 1 and
-    // 2i/3, Znew 1 and 3i/4.
-    const std::complex<double> Ye(2.0 / 3.0), Yo(0.0, 7.0 / 9.0), Ze(2.0 / 3.0), Zo(0.0, 7.0 / 8.0);
-    const auto fill = [](std::complex<double> even, std::complex<double> odd) {
-        const std::complex<double> a = (even + odd) / 2.0, b = (even - odd) / 2.0;
-        return [a, b](size_t, int64_t j) {
-            const std::complex<double> v = (j / 2 == 0 || j / 2 == 3) ? a : b;
-            return j % 2 == 0 ? v.real() : v.imag();
-        };
-    };
-    const std::complex<double> YnewDiagonal(0.5, 1.0 / 3.0), YnewCoupling(0.5, -1.0 / 3.0);
-    const std::complex<double> ZnewDiagonal(0.5, 0.375), ZnewCoupling(0.5, -0.375);
-    for (double limit : {1e9, 5e9}) {  // below the point: fitted; above it: the coupling kept
-        SCOPED_TRACE(limit);
-        TestGroup t(2, {1e9, 2e9}, fill(Ze, Zo), fill(Ye, Yo));
-        TestGroup measured(2, {1e9, 2e9}, fill(Ze, Zo), fill(Ye, Yo));
-        t.group.methodCode = 1;
-        CubicLineFit(t.group, 1, 2e9, limit);
-        const std::vector<double> o = t.Open(1), s = t.Short(1);
-        for (int64_t pos : {0, 6}) {
-            EXPECT_NEAR(o[pos], YnewDiagonal.real(), 1e-7);
-            EXPECT_NEAR(o[pos + 1], YnewDiagonal.imag(), 1e-7);
-            EXPECT_NEAR(s[pos], ZnewDiagonal.real(), 1e-7);
-            EXPECT_NEAR(s[pos + 1], ZnewDiagonal.imag(), 1e-7);
-        }
-        for (int64_t pos : {2, 4}) {
-            if (limit + 1.0 < 2e9) {
-                EXPECT_NEAR(o[pos], YnewCoupling.real(), 1e-7);
-                EXPECT_NEAR(o[pos + 1], YnewCoupling.imag(), 1e-7);
-                EXPECT_NEAR(s[pos], ZnewCoupling.real(), 1e-7);
-                EXPECT_NEAR(s[pos + 1], ZnewCoupling.imag(), 1e-7);
-            } else {
-                EXPECT_EQ(o[pos], measured.Open(1)[pos]);
-                EXPECT_EQ(s[pos + 1], measured.Short(1)[pos + 1]);
-            }
-        }
-    }
-}
-
-// the walks ------------------------------------------------------------------------
-
-TEST(AnalysePortLines, ModeTwoWalkScalesToTheResonanceThenExtrapolates)
-{
-    // One port, 1..20 GHz; Re Z peaks at 13 GHz, Re Y at 15 GHz.
-    const auto shortValue = [](size_t k, int64_t j) { return j == 0 ? (k <= 12 ? 1.0 + k : 0.5) : 10.0 + k; };
-    const auto openValue = [](size_t k, int64_t j) { return j == 0 ? (k <= 14 ? 0.1 * k : 0.0) : 0.02 * (k + 1); };
-    TestGroup t(1, Frequencies(20, 1e9), shortValue, openValue);
-    t.group.methodCode = 2;
-    // Limits on grid points: a point at a limit already counts as above it.
-    t.group.freqD = 5e9;
-    t.group.freqE = 14e9;
-    ASSERT_EQ(AnalysePortLines(t.group), 0);
-    EXPECT_EQ(t.group.shortResonanceFrequency, 13e9);
-    EXPECT_EQ(t.group.openResonanceFrequency, 15e9);
-    EXPECT_EQ(t.log.str(), "");
-
-    const size_t kHigh = 12;  // 13 GHz, the last point below the upper limit
-    const auto scaled = [&](size_t k, int64_t j, bool bShort) {
-        const double f = double(k + 1) * 1e9;
-        return bShort ? shortValue(k, j) * QuarterWaveFactor(f, 13e9) : openValue(k, j) * QuarterWaveFactor(f, 15e9);
-    };
-    for (size_t k = 0; k < 20; ++k) {
-        SCOPED_TRACE(k);
-        const double f = double(k + 1) * 1e9;
-        for (int64_t j = 0; j < 2; ++j) {
-            double s = shortValue(k, j), o = openValue(k, j);
-            if (k >= 4 && k <= kHigh) {
-                s = scaled(k, j, true);
-                o = scaled(k, j, false);
-            } else if (k > kHigh) {
-                // From the already scaled point below the limit.
-                const double ratio = j == 1 ? f / 13e9 : 1.0;
-                s = scaled(kHigh, j, true) * ratio;
-                o = scaled(kHigh, j, false) * ratio;
-            }
-            EXPECT_NEAR(t.Short(k)[j], s, 1e-12 * std::abs(s));
-            EXPECT_NEAR(t.Open(k)[j], o, 1e-12 * std::abs(o));
-        }
-    }
-    EXPECT_TRUE(t.group.portLineFitArrays.empty());
-}
-
 TEST(AnalysePortLines, TooFewPointsLeaveTheGroupAloneAndMissingRecordsFail)
 {
     TestGroup one(2, Frequencies(1, 1e9), Pattern, Pattern);
@@ -452,37 +270,6 @@ TEST(AnalysePortLines, TooFewPointsLeaveTheGroupAloneAndMissingRecordsFail)
     t.group.commonFrequencies.push_back(7e9);  // more common points than records
     EXPECT_EQ(AnalysePortLines(t.group), -1);
     EXPECT_TRUE(t.log.str().ends_with("VORA:: Port line analysis has no arm record for frequency point 6\n"));
-}
-
-TEST(AnalysePortLinesNoiseProcess, ExtrapolatesEveryPointAboveTheLowerLimit)
-{
-    TestGroup t = MakeTwoPortLines();
-    const TestGroup original = MakeTwoPortLines();
-    t.group.freqD = 3e9;  // on a grid point, which counts as above the limit
-    ASSERT_EQ(AnalysePortLinesNoiseProcess(t.group), 0);
-    const size_t kLow = 1;  // 2 GHz
-    for (size_t k = 0; k < 6; ++k) {
-        SCOPED_TRACE(k);
-        if (k <= kLow) {
-            EXPECT_EQ(t.Short(k), original.Short(k));
-            EXPECT_EQ(t.Open(k), original.Open(k));
-            continue;
-        }
-        const double f = double(k + 1) * 1e9, fLow = 2e9;
-        const double* g = original.group.portLineGeometry.data();
-        for (int64_t j = 0; j < 8; ++j) {
-            double s = Pattern(kLow, j), o = 2.0 * Pattern(kLow, j);
-            if (j % 2 == 1) {
-                s *= f / fLow;
-                o *= f / fLow;
-            } else if (j % 6 == 0) {
-                s = PortLineResistance(original.group, g + 4 * (j / 6), fLow, Pattern(kLow, j), f, Pattern(k, j));
-            }
-            EXPECT_DOUBLE_EQ(t.Short(k)[j], s) << j;
-            EXPECT_DOUBLE_EQ(t.Open(k)[j], o) << j;
-        }
-    }
-
 }
 
 }  // namespace

@@ -1,29 +1,27 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <complex>
 #include <sstream>
 #include <vector>
 
+#include "CalibrationJobs.h"
 #include "calibration/TelegrapherLineModel.h"
 #include "job/CalibrationGroup.h"
-#include "SmallMatrix.h"
-#include "support/TestData.h"
 
 namespace {
 
-using C = std::complex<double>;
+using calibration_jobs::Block;
+using calibration_jobs::Times;
 
 // An extended-form group of open Y / short Z records, one per frequency.
-CalibrationGroup LineGroup(int32_t n, const std::vector<double>& R, const std::vector<std::vector<C>>& Y,
-                           const std::vector<std::vector<C>>& Z, std::ostream& log)
+CalibrationGroup LineGroup(int32_t n, const std::vector<double>& R, const std::vector<std::vector<Complex>>& Y,
+                           const std::vector<std::vector<Complex>>& Z, std::ostream& log)
 {
     CalibrationGroup group;
     group.logStream = &log;
     group.bExtendedArmSyntax = 1;
-    group.armKind = 0;
     group.portCount = n;
-    group.firstPort = 1;
+    group.firstPort = 7;
     group.portResistances = R;
     for (size_t k = 0; k < Y.size(); ++k) {
         AppendRecord(group.openValues, Y[k]);
@@ -34,21 +32,22 @@ CalibrationGroup LineGroup(int32_t n, const std::vector<double>& R, const std::v
     return group;
 }
 
-void ExpectNear(C actual, C expected, double tol, const char* what)
+void ExpectLineS(const dcm& S, const LineS& line)
 {
-    EXPECT_LT(std::abs(actual - expected), tol) << what << ": " << actual << " vs " << expected;
+    ASSERT_EQ(S.n, 2);
+    for (const Complex s11 : {S(0, 0), S(1, 1)}) EXPECT_LT(std::abs(s11 - line.s11), 1e-12) << s11;
+    for (const Complex s21 : {S(0, 1), S(1, 0)}) EXPECT_LT(std::abs(s21 - line.s21), 1e-12) << s21;
 }
 
 TEST(TelegrapherLineModel, SingleLineGivesTheClosedFormLineS)
 {
     struct Case {
-        C Zc, gl;
+        Complex Zc, gl;
         double R;
     };
-    const std::vector<Case> cases = {
-        {C(50.0, 0.0), C(0.0, 0.7), 50.0},     // lossless, matched
-        {C(30.0, 1.0), C(0.2, 2.9), 75.0},     // lossy, mismatched, near a half wave
-        {C(120.0, -8.0), C(0.01, 0.02), 25.0}, // electrically short
+    const Case cases[] = {
+        {Complex(50.0, 0.0), Complex(0.0, 0.7), 50.0},  // lossless, matched
+        {Complex(30.0, 1.0), Complex(0.2, 2.9), 75.0},  // lossy, mismatched, near a half wave
     };
     for (const Case& c : cases) {
         std::ostringstream log;
@@ -56,13 +55,7 @@ TEST(TelegrapherLineModel, SingleLineGivesTheClosedFormLineS)
         ASSERT_EQ(Preprocess(group), 0);
         ASSERT_EQ(Calibrate(group), 0);
         ASSERT_EQ(group.armS.size(), 1u);
-        const dcm& S = group.armS[0];
-        ASSERT_EQ(S.n, 2);
-        const LineS line = ClosedFormLineS(c.Zc, c.gl, c.R);
-        ExpectNear(S(0, 0), line.s11, 1e-12, "S11");
-        ExpectNear(S(1, 1), line.s11, 1e-12, "S22");
-        ExpectNear(S(0, 1), line.s21, 1e-12, "S12");
-        ExpectNear(S(1, 0), line.s21, 1e-12, "S21");
+        ExpectLineS(group.armS[0], ClosedFormLineS(c.Zc, c.gl, c.R));
         EXPECT_EQ(log.str(), "");
     }
 }
@@ -71,134 +64,73 @@ TEST(TelegrapherLineModel, SingleLineGivesTheClosedFormLineS)
 // product in the model matters, so a block formed the wrong way round breaks this.
 TEST(TelegrapherLineModel, CoupledLinesAreTheCascadeOfTheirHalves)
 {
-    using testing_matrix::Mat;
-    const std::vector<C> Z = {C(4.0, 55.0), C(1.0, 21.0), C(1.0, 21.0), C(6.0, 80.0)};
-    const std::vector<C> Y = {C(1e-4, 0.031), C(0.0, -0.011), C(0.0, -0.011), C(3e-4, 0.024)};
-    std::vector<C> halfZ, halfY;
-    for (C z : Z) halfZ.push_back(0.5 * z);
-    for (C y : Y) halfY.push_back(0.5 * y);
+    const std::vector<Complex> Z = {{4.0, 55.0}, {1.0, 21.0}, {1.0, 21.0}, {6.0, 80.0}};
+    const std::vector<Complex> Y = {{1e-4, 0.031}, {0.0, -0.011}, {0.0, -0.011}, {3e-4, 0.024}};
+    std::vector<Complex> halfZ, halfY;
+    for (Complex z : Z) halfZ.push_back(0.5 * z);
+    for (Complex y : Y) halfY.push_back(0.5 * y);
     std::ostringstream log;
     CalibrationGroup group = LineGroup(2, {50.0, 35.0}, {Y, halfY}, {Z, halfZ}, log);
     ASSERT_EQ(Preprocess(group), 0);
 
-    Mat whole(4), half(4);
-    for (int e = 0; e < 16; ++e) {
-        whole.a[e] = group.armS[0].data[e];
-        half.a[e] = group.armS[1].data[e];
-    }
     // Redheffer star product of the half with itself (its end b joined to the other's end a).
-    const Mat aa = half.Block(0, 0, 2), ab = half.Block(0, 1, 2), ba = half.Block(1, 0, 2), bb = half.Block(1, 1, 2);
-    const Mat I = Mat::Identity(2);
-    const Mat l = testing_matrix::Inverse(I - aa * bb);
-    const Mat r = testing_matrix::Inverse(I - bb * aa);
-    EXPECT_LT(testing_matrix::MaxDifference(whole.Block(0, 0, 2), aa + ab * l * aa * ba), 1e-12);
-    EXPECT_LT(testing_matrix::MaxDifference(whole.Block(0, 1, 2), ab * l * ab), 1e-12);
-    EXPECT_LT(testing_matrix::MaxDifference(whole.Block(1, 0, 2), ba * r * ba), 1e-12);
-    EXPECT_LT(testing_matrix::MaxDifference(whole.Block(1, 1, 2), bb + ba * r * bb * ab), 1e-12);
+    const dcm &whole = group.armS[0], &half = group.armS[1];
+    const dcm aa = Block(half, 0, 0), ab = Block(half, 0, 1), ba = Block(half, 1, 0), bb = Block(half, 1, 1);
+    dcm I(2), l, r;
+    I.SetIdentity();
+    ASSERT_TRUE(Inverse(I - Times(aa, bb), l));
+    ASSERT_TRUE(Inverse(I - Times(bb, aa), r));
+    EXPECT_LT(MaxDifference(Block(whole, 0, 0), aa + Times(Times(Times(ab, l), aa), ba)), 1e-12);
+    EXPECT_LT(MaxDifference(Block(whole, 0, 1), Times(Times(ab, l), ab)), 1e-12);
+    EXPECT_LT(MaxDifference(Block(whole, 1, 0), Times(Times(ba, r), ba)), 1e-12);
+    EXPECT_LT(MaxDifference(Block(whole, 1, 1), bb + Times(Times(Times(ba, r), bb), ab)), 1e-12);
 }
 
-// Nvpl form: the chain matrix of the averaged line, normalised to the first port's R.
-// Short record: the kept Z(i,i) in line order; open record: outer ends, then inner ends.
-TEST(TelegrapherLineModel, NvplFormAveragesTheKeptDiagonalsByTheirWeights)
+// Nvpl form: the kept values, averaged by the lines' weights, are a reciprocal two-port's
+// open-circuit Z11 and Z21 (outer ends, then inner ends) and its short-circuit input
+// impedance; the arm must come out as that two-port's S. An unsymmetric T network (series
+// Za, Zb, shunt Zc) tells S11 from S22; unequal weights and values that differ between the
+// lines catch a weight applied to the wrong value.
+TEST(TelegrapherLineModel, NvplFormAveragesTheLinesIntoTheTwoPortsS)
 {
-    struct Case {
-        int32_t nvpl;
-        std::vector<double> weights;
-        std::vector<C> shortKept, openKept;
-        C Zs, Ya, Yb;  // the weighted sums, worked out by hand
-    };
-    const std::vector<Case> cases = {
-        {1, {1.0}, {C(2.0, 1.0)}, {C(4.0, 0.0), C(1.0, 1.0)}, C(2.0, 1.0), C(4.0, 0.0), C(1.0, 1.0)},
-        {2, {0.5, 0.5}, {C(2.0, 0.0), C(4.0, 2.0)}, {C(1.0, 0.0), C(3.0, 0.0), C(0.0, 2.0), C(2.0, 0.0)},
-         C(3.0, 1.0), C(2.0, 0.0), C(1.0, 1.0)},
-    };
-    const double z0 = 50.0;
-    for (const Case& c : cases) {
-        CalibrationGroup group;
-        std::ostringstream log;
-        group.logStream = &log;
-        group.bExtendedArmSyntax = 0;
-        group.armKind = 0;
-        group.portCount = 1;
-        group.nvpl = c.nvpl;
-        group.portResistances = {z0};
-        group.shortWeights = group.openWeightsA = group.openWeightsB = c.weights;
-        group.shortKeepPositions = {0};
-        AppendRecord(group.shortValues, c.shortKept);
-        AppendRecord(group.openValues, c.openKept);
-        group.commonFrequencies = {1e9};
-        group.commonFrequencyCount = 1;
-
-        ASSERT_EQ(Preprocess(group), 0);
-        const dcm& m = group.armS[0];
-        ASSERT_EQ(m.n, 2);
-        ExpectNear(m(0, 0), c.Ya / c.Yb, 1e-14, "m00");
-        ExpectNear(m(0, 1), c.Yb * c.Zs / (c.Ya - c.Zs) / z0, 1e-14, "m01");
-        ExpectNear(m(1, 0), z0 / c.Yb, 1e-12, "m10");
-        ExpectNear(m(1, 1), c.Yb / (c.Ya - c.Zs), 1e-14, "m11");
-        // The tables are released once the group is preprocessed.
-        EXPECT_TRUE(group.shortWeights.empty() && group.openWeightsA.empty() && group.shortKeepPositions.empty());
-    }
-}
-
-TEST(TelegrapherLineModel, CalibrateTurnsANormalisedChainMatrixIntoS)
-{
-    const C Zc(65.0, -3.0), gl(0.08, 1.1);
-    const double z0 = 50.0;
+    const Complex Za(12, 30), Zb(5, -20), Zc(40, 8);
+    const Complex z11 = Za + Zc, z22 = Zb + Zc, z21 = Zc, shortInput = z11 - z21 * z21 / z22;
+    const Complex d(3.0, -2.0);  // 0.25·(v + 0.3d) + 0.75·(v - 0.1d) = v
+    std::ostringstream log;
     CalibrationGroup group;
-    group.bExtendedArmSyntax = 0;
+    group.logStream = &log;
+    group.nvpl = 2;
+    group.portResistances = {50.0};
+    group.shortWeights = group.openWeightsA = group.openWeightsB = {0.25, 0.75};
+    AppendRecord(group.shortValues, {shortInput + 0.3 * d, shortInput - 0.1 * d});
+    AppendRecord(group.openValues, {z11 + 0.3 * d, z11 - 0.1 * d, z21 + 0.3 * d, z21 - 0.1 * d});
+    group.commonFrequencies = {1e9};
     group.commonFrequencyCount = 1;
-    group.armS.ResizeAll(1, 2);
-    dcm& m = group.armS[0];
-    m(0, 0) = std::cosh(gl);
-    m(0, 1) = Zc * std::sinh(gl) / z0;
-    m(1, 0) = std::sinh(gl) / Zc * z0;
-    m(1, 1) = std::cosh(gl);
+    ASSERT_EQ(Preprocess(group), 0);
     ASSERT_EQ(Calibrate(group), 0);
-    const LineS line = ClosedFormLineS(Zc, gl, z0);
-    ExpectNear(m(0, 0), line.s11, 1e-12, "S11");
-    ExpectNear(m(1, 1), line.s11, 1e-12, "S22");
-    ExpectNear(m(0, 1), line.s21, 1e-12, "S12");
-    ExpectNear(m(1, 0), line.s21, 1e-12, "S21");
+
+    // S = (Z - R)(Z + R)^-1 with R = 50 on both ports.
+    const Complex a = z11 / 50.0, b = z22 / 50.0, c = z21 / 50.0, det = (a + 1.0) * (b + 1.0) - c * c;
+    const dcm& S = group.armS[0];
+    EXPECT_LT(std::abs(S(0, 0) - ((a - 1.0) * (b + 1.0) - c * c) / det), 1e-12);
+    EXPECT_LT(std::abs(S(1, 1) - ((a + 1.0) * (b - 1.0) - c * c) / det), 1e-12);
+    EXPECT_LT(std::abs(S(0, 1) - 2.0 * c / det), 1e-12);
+    EXPECT_LT(std::abs(S(1, 0) - 2.0 * c / det), 1e-12);
+    EXPECT_EQ(log.str(), "");
 }
 
 TEST(TelegrapherLineModel, RejectsDataThatDoNotFitTheGroup)
 {
-    struct Case {
-        const char* name;
-        uint8_t extended;
-        int32_t armKind;
-        int32_t portCount;
-        int32_t recordValues;  // complex values per record
-        const char* line;
-        int32_t commonCount = 1;  // one record in each file
-    };
-    const std::vector<Case> cases = {
-        {"Nvpl form with an arm S file", 0, 1, 1, 4, "VORA:: Arm S file of port 7 needs the extended arm syntax\n"},
-        {"open/short record too short", 1, 0, 2, 1, "VORA:: Arm data of port 7 do not fit the arm's ports and frequencies\n"},
-        // Two open points within 0.1 Hz of one short point are both common.
-        {"more common points than records", 1, 0, 1, 1,
-         "VORA:: Arm data of port 7 do not fit the arm's ports and frequencies\n", 2},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        std::ostringstream log;
-        CalibrationGroup group;
-        group.logStream = &log;
-        group.firstPort = 7;
-        group.bExtendedArmSyntax = c.extended;
-        group.armKind = c.armKind;
-        group.portCount = c.portCount;
-        group.portResistances = {50.0, 50.0};
-        group.shortWeights = group.openWeightsA = group.openWeightsB = {1.0};
-        const std::vector<C> record(static_cast<size_t>(c.recordValues), C(1.0, 0.5));
-        AppendRecord(group.shortValues, record);
-        AppendRecord(group.openValues, record);
-        group.commonFrequencies.assign(static_cast<size_t>(c.commonCount), 1e9);
-        group.commonFrequencyCount = c.commonCount;
-        EXPECT_EQ(Preprocess(group), -1);
-        EXPECT_EQ(log.str(), c.line);
-    }
+    std::ostringstream log;
+    CalibrationGroup group = LineGroup(2, {50.0, 50.0}, {{Complex(1.0, 0.5)}}, {{Complex(1.0, 0.5)}}, log);
+    EXPECT_EQ(Preprocess(group), -1);  // records of one value for a two-port group
+    EXPECT_EQ(log.str(), "VORA:: Arm data of port 7 do not fit the arm's ports and frequencies\n");
+
+    log.str("");
+    group.bExtendedArmSyntax = 0;
+    group.armKind = 1;
+    EXPECT_EQ(Preprocess(group), -1);
+    EXPECT_EQ(log.str(), "VORA:: Arm S file of port 7 needs the extended arm syntax\n");
 }
 
 }  // namespace

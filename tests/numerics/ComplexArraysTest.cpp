@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
@@ -11,57 +12,21 @@
 
 using namespace numerics_test;
 
-namespace {
-
-// A = P·diag(w)·P^-1 with a fixed, non-symmetric P; returns A row-major.
-std::vector<Complex> MatrixWithEigenvalues(const std::vector<Complex>& w)
+// Every caller multiplies row-major ('y').
+TEST(ComplexArrays, RowMajorProductMatchesTheNaiveOne)
 {
-    const int32_t n = static_cast<int32_t>(w.size());
-    std::vector<Complex> P = RandomArray(n, 7, 2.0);
-    std::vector<Complex> Pinv(P.size());
-    EXPECT_EQ(InvertArray(n, P.data(), Pinv.data()), 0);
-    std::vector<Complex> diagonal(P.size());
-    DiagonalFromVector(n, diagonal.data(), w.data());
-    const std::vector<Complex> PD = NaiveProduct(n, P.data(), diagonal.data());
-    return NaiveProduct(n, PD.data(), Pinv.data());
-}
-
-double ReconstructionError(int32_t n, const std::vector<Complex>& A, const std::vector<Complex>& V,
-                           const std::vector<Complex>& Vinv, const std::vector<Complex>& w)
-{
-    std::vector<Complex> diagonal(A.size());
-    DiagonalFromVector(n, diagonal.data(), w.data());
-    const std::vector<Complex> VD = NaiveProduct(n, V.data(), diagonal.data());
-    const std::vector<Complex> back = NaiveProduct(n, VD.data(), Vinv.data());
-    return MaxDistance(A.size(), back.data(), A.data());
-}
-
-}  // namespace
-
-TEST(ComplexArrays, ProductsFollowRowMajorLayoutOnlyWithTheFlag)
-{
-    const int32_t n = 3;
-    const std::vector<Complex> A = RandomArray(n, 1);
-    const std::vector<Complex> B = RandomArray(n, 2);
+    const std::vector<Complex> A = RandomArray(3, 1), B = RandomArray(3, 2);
     std::vector<Complex> C(A.size());
-    MultiplyArrays('y', n, A.data(), B.data(), C.data());
-    const std::vector<Complex> AB = NaiveProduct(n, A.data(), B.data());
+    MultiplyArrays('y', 3, A.data(), B.data(), C.data());
+    const std::vector<Complex> AB = NaiveProduct(3, A.data(), B.data());
     EXPECT_LT(MaxDistance(C.size(), C.data(), AB.data()), 16 * kEpsilon);
-
-    // Any other flag reads the arrays column-major, which in row-major terms is B·A.
-    MultiplyArrays('n', n, A.data(), B.data(), C.data());
-    const std::vector<Complex> BA = NaiveProduct(n, B.data(), A.data());
-    EXPECT_LT(MaxDistance(C.size(), C.data(), BA.data()), 16 * kEpsilon);
 }
 
 TEST(ComplexArrays, SymmetrizeTakesTheMeanOfMirroredElements)
 {
     std::vector<Complex> M = {{1, 2}, {3, 4}, {5, 6}, {7, 8}};
     SymmetrizeArray(2, M.data());
-    EXPECT_EQ(M[0], Complex(1, 2));
-    EXPECT_EQ(M[1], Complex(4, 5));
-    EXPECT_EQ(M[2], Complex(4, 5));
-    EXPECT_EQ(M[3], Complex(7, 8));
+    EXPECT_EQ(M, (std::vector<Complex>{{1, 2}, {4, 5}, {4, 5}, {7, 8}}));
 }
 
 TEST(ComplexArrays, InverseTimesMatrixIsIdentity)
@@ -78,16 +43,6 @@ TEST(ComplexArrays, InverseTimesMatrixIsIdentity)
         EXPECT_EQ(InvertArrayInPlace(n, inPlace.data()), 0);
         EXPECT_EQ(MaxDistance(A.size(), inPlace.data(), Ainv.data()), 0.0) << "n=" << n;
     }
-}
-
-TEST(ComplexArrays, ExactlySingularMatrixIsReportedOnlyByInvertArray)
-{
-    // Rank one: every row is a multiple of (1, 2i, -3).
-    const std::vector<Complex> A = {{1, 0}, {0, 2}, {-3, 0}, {2, 0}, {0, 4}, {-6, 0}, {0, 1}, {-2, 0}, {0, -3}};
-    std::vector<Complex> B(A.size());
-    EXPECT_GT(InvertArray(3, A.data(), B.data()), 0);
-    std::vector<Complex> inPlace = A;
-    EXPECT_EQ(InvertArrayInPlace(3, inPlace.data()), 0);
 }
 
 TEST(ComplexArrays, FactorArrayFailsExactlyWhereInvertArrayDoes)
@@ -115,74 +70,49 @@ TEST(ComplexArrays, FactorArrayFailsExactlyWhereInvertArrayDoes)
     EXPECT_LT(singular, 2700);
 }
 
+// Every caller asks for the unsorted decomposition, which prints nothing.
 TEST(ComplexArrays, EigenDecompositionReconstructsTheMatrix)
 {
-    const std::vector<Complex> eigenvalues = {{-3, 0.25}, {2, 1}, {0.5, 0.5}, {1, -2}};
-    const int32_t n = static_cast<int32_t>(eigenvalues.size());
-    const std::vector<Complex> A = MatrixWithEigenvalues(eigenvalues);
-    const double tolerance = 1e3 * kEpsilon * NormInf(n, A.data());
+    const int32_t n = 5;
+    const std::vector<Complex> A = RandomArray(n, 42);
+    std::vector<Complex> consumed = A, V(A.size()), Vinv(A.size()), w(n), diagonal(A.size());
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(EigenDecompose(n, consumed.data(), V.data(), Vinv.data(), w.data(), 0), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    DiagonalFromVector(n, diagonal.data(), w.data());
+    const std::vector<Complex> VD = NaiveProduct(n, V.data(), diagonal.data());
+    const std::vector<Complex> back = NaiveProduct(n, VD.data(), Vinv.data());
+    EXPECT_LT(MaxDistance(A.size(), back.data(), A.data()), 1e3 * kEpsilon * NormInf(n, A.data()));
+}
 
-    for (int32_t sortFlag : {0, 1}) {
-        std::vector<Complex> consumed = A;
-        std::vector<Complex> V(A.size()), Vinv(A.size()), w(n);
-        testing::internal::CaptureStdout();
-        ASSERT_EQ(EigenDecompose(n, consumed.data(), V.data(), Vinv.data(), w.data(), sortFlag), 0);
-        const std::string console = testing::internal::GetCapturedStdout();
-        EXPECT_LT(ReconstructionError(n, A, V, Vinv, w), tolerance) << "sortFlag=" << sortFlag;
-
-        if (sortFlag == 0) {
-            EXPECT_EQ(console, "");
-            continue;
-        }
-        EXPECT_LT(std::abs(w[0] - Complex(2, 1)), tolerance);
-        EXPECT_LT(std::abs(w[1] - Complex(0.5, 0.5)), tolerance);
-        EXPECT_LT(std::abs(w[2] - Complex(-3, 0.25)), tolerance);
-        EXPECT_LT(std::abs(w[3] - Complex(1, -2)), tolerance);
-        // acosh(2+i) = 1.4693517+0.5073563i, acosh(0.5+0.5i) = 0.5306375+1.1185179i.
-        EXPECT_EQ(console,
-                  "a= (2,1);   acosh(a)= (1.46935,0.507356)\n"
-                  "b= (0.5,0.5);   acosh(b)= (0.530638,1.11852)\n");
+// A matrix with an infinite or NaN entry never reaches ZGEEV: the reference LAPACK of the
+// build loops for ever on some infinities and prints a complaint about a NaN.
+TEST(EigenDecompose, RefusesANonFiniteMatrixAndGivesNaN)
+{
+    const double inf = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    struct Case {
+        int32_t n;
+        int32_t at;
+        Complex value;
+    };
+    // The first case is the transfer matrix of a zero S21 as the generalized mode built
+    // it from a fuzzed file; ZGEEV did not return on it.
+    const Case cases[] = {{2, 0, {inf, 0.0}}, {2, 1, {0.0, -inf}}, {2, 2, {nan, 0.0}}, {3, 8, {1.0, nan}}};
+    for (const Case& c : cases) {
+        std::vector<Complex> A(static_cast<size_t>(c.n * c.n), Complex(0.5, 0.25));
+        A[static_cast<size_t>(c.at)] = c.value;
+        std::vector<Complex> V(A.size()), Vinv(A.size()), w(static_cast<size_t>(c.n));
+        EXPECT_EQ(EigenDecompose(c.n, A.data(), V.data(), Vinv.data(), w.data(), 0), -4) << c.at;
+        for (const Complex& x : w) EXPECT_TRUE(std::isnan(x.real()) && std::isnan(x.imag())) << c.at;
+        EXPECT_FALSE(IsFiniteArray(static_cast<int32_t>(V.size()), V.data()));
     }
 }
 
-TEST(ComplexArrays, ElementwiseFunctionsTakePrincipalBranches)
+// The square root takes the principal branch, the sign of a zero imaginary part included.
+// (cosh and sinh are pinned by the line model's closed-form tests.)
+TEST(ComplexArrays, SquareRootTakesThePrincipalBranch)
 {
-    const double root3 = std::sqrt(3.0);
-    struct Case {
-        const char* name;
-        Complex x;
-        Complex expected;
-        int32_t (*apply)(int32_t, Complex*);
-    };
-    const auto cubeRoot = [](int32_t n, Complex* v) { return VectorCubeRootInPlace(n, v); };
-    const auto squareRoot = [](int32_t n, Complex* v) { return VectorSqrtInPlace(n, v); };
-    const Case cases[] = {
-        {"cbrt(-8)", {-8, 0}, {1, root3}, cubeRoot},
-        {"cbrt(-8i)", {0, -8}, {root3, -1}, cubeRoot},
-        {"sqrt(-4)", {-4, 0}, {0, 2}, squareRoot},
-        {"sqrt(-4-0i)", {-4, -0.0}, {0, -2}, squareRoot},
-    };
-    for (const Case& c : cases) {
-        Complex v = c.x;
-        EXPECT_EQ(c.apply(1, &v), 0);
-        EXPECT_LT(std::abs(v - c.expected), 8 * kEpsilon) << c.name << " gave " << v;
-    }
-
-    // cosh(x+iy) = cosh x cos y + i sinh x sin y, sinh(x+iy) = sinh x cos y + i cosh x sin y,
-    // and acosh returns the root with non-negative real part and imaginary part in [-pi, pi].
-    const std::vector<Complex> x = {{0.3, -2.0}, {-1.5, 0.7}, {2.0, 3.0}};
-    std::vector<Complex> c(x.size()), s(x.size()), back(x.size());
-    const int32_t n = static_cast<int32_t>(x.size());
-    EXPECT_EQ(VectorCosh(n, x.data(), c.data()), 0);
-    EXPECT_EQ(VectorSinh(n, x.data(), s.data()), 0);
-    EXPECT_EQ(VectorAcosh(n, c.data(), back.data()), 0);
-    for (int32_t k = 0; k < n; ++k) {
-        const double re = x[k].real(), im = x[k].imag();
-        EXPECT_LT(std::abs(c[k] - Complex(std::cosh(re) * std::cos(im), std::sinh(re) * std::sin(im))), 1e-14);
-        EXPECT_LT(std::abs(s[k] - Complex(std::sinh(re) * std::cos(im), std::cosh(re) * std::sin(im))), 1e-14);
-        EXPECT_GE(back[k].real(), 0.0);
-        EXPECT_LT(std::abs(std::cosh(back[k]) - c[k]), 1e-13);
-    }
-    // cosh(2+3i) has the principal acosh 2+3i.
-    EXPECT_LT(std::abs(back[2] - x[2]), 1e-13);
+    std::vector<Complex> v = {{-4, 0}, {-4, -0.0}, {3, 4}};
+    EXPECT_EQ(VectorSqrtInPlace(3, v.data()), 0);
+    EXPECT_EQ(v, (std::vector<Complex>{{0, 2}, {0, -2}, {2, 1}}));
 }

@@ -64,17 +64,9 @@ TEST(Dcm, MatrixSqrtIsThePrincipalRoot)
     // Upper triangular with eigenvalues 4 and 9: the principal root is [[2, 0.2], [0, 3]].
     const dcm A = FromArray(2, {{4, 0}, {1, 0}, {0, 0}, {9, 0}});
     dcm VD, R;
-    dcv w, root;
-    dcm V;
-    ASSERT_TRUE(MatrixSqrt(A, VD, R, &w, &V, &root));
+    ASSERT_TRUE(MatrixSqrt(A, VD, R));
     const dcm expected = FromArray(2, {{2, 0}, {0.2, 0}, {0, 0}, {3, 0}});
     EXPECT_LT(MaxDistance(R.Size(), R.data, expected.data), 1e-14);
-    ASSERT_EQ(w.n, 2);
-    ASSERT_EQ(root.n, 2);
-    for (int32_t k = 0; k < 2; ++k) EXPECT_LT(std::abs(root[k] * root[k] - w[k]), 1e-14);
-    dcm check;
-    Multiply(V, FromArray(2, {root[0], 0, 0, root[1]}), check);
-    EXPECT_LT(MaxDistance(VD.Size(), VD.data, check.data), 1e-14);
 
     for (int32_t n : {1, 6}) {
         const dcm B = FromArray(n, RandomArray(n, 70 + n));
@@ -83,4 +75,13 @@ TEST(Dcm, MatrixSqrtIsThePrincipalRoot)
         Multiply(R, R, square);
         EXPECT_LT(MaxDistance(B.Size(), square.data, B.data), 1e-12 * NormInf(n, B.data)) << "n=" << n;
     }
+}
+
+// An infinite entry must not reach ZGEEV, which may never return on it.
+TEST(MatrixSqrt, FailsOnAnInfiniteEntry)
+{
+    dcm A(2), VD, R;
+    A(0, 0) = Complex(4.0, 0.0);
+    A(1, 1) = Complex(std::numeric_limits<double>::infinity(), 0.0);
+    EXPECT_FALSE(MatrixSqrt(A, VD, R));
 }
