@@ -34,25 +34,19 @@ std::string ReadAll(const std::string& text, CommentMode mode, int64_t expectedC
 
 TEST(SplitTokens, SeparatesOnWhiteSpaceAndKeepsQuotedWordsTogether)
 {
-    struct Case {
-        const char* line;
-        const char* expected;
-    };
-    const Case cases[] = {
-        {"  a\tb \v c\f d\r", "a|b|c|d"},
-        {"SF \"my  arm file.s4p\" 3", "SF|\"my arm file.s4p\"|3"},
-        {"x \"open to the end", "x|\"open to the end"},
-        {"x \" quoted\" y", "x|\" quoted\"|y"},
-        {" \t\r", ""},
-    };
-    for (const Case& c : cases) {
+    const auto split = [](const std::string& line) {
         TokenList tokens;
         SplitTokens("stale", tokens);
-        SplitTokens(c.line, tokens);
+        SplitTokens(line, tokens);
         std::string result;
         for (size_t i = 0; i < tokens.size(); ++i) result += (i > 0 ? "|" : "") + std::string(tokens[i]);
-        EXPECT_EQ(result, c.expected) << c.line;
-    }
+        return result;
+    };
+    EXPECT_EQ(split("  a\tb \v c\f d\r"), "a|b|c|d");
+    EXPECT_EQ(split("SF \"my  arm file.s4p\" 3"), "SF|\"my arm file.s4p\"|3");
+    EXPECT_EQ(split("x \"open to the end"), "x|\"open to the end");
+    EXPECT_EQ(split("x \" quoted\" y"), "x|\" quoted\"|y");
+    EXPECT_EQ(split(" \t\r"), "");
 }
 
 TEST(ReadLogicalLine, MapModeSkipsStarCommentsAndJoinsPlusLines)
