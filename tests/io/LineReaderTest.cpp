@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <sstream>
 #include <string>
+
+#include "support/VoraRun.h"
 
 namespace {
 
@@ -29,35 +32,29 @@ std::string ReadAll(const std::string& text, CommentMode mode, int64_t expectedC
     return result + "(no end)";
 }
 
-std::string Split(const std::string& line)
-{
-    TokenList tokens;
-    SplitTokens("stale", tokens);
-    SplitTokens(line, tokens);
-    std::string result;
-    for (size_t i = 0; i < tokens.size(); ++i) result += (i > 0 ? "|" : "") + std::string(tokens[i]);
-    return result;
-}
-
 TEST(SplitTokens, SeparatesOnWhiteSpaceAndKeepsQuotedWordsTogether)
 {
-    EXPECT_EQ(Split("  a\tb \v c\f d\r"), "a|b|c|d");
-    EXPECT_EQ(Split("SF \"my  arm file.s4p\" 3"), "SF|\"my arm file.s4p\"|3");
-    EXPECT_EQ(Split("x \"open to the end"), "x|\"open to the end");
-    EXPECT_EQ(Split("x \" quoted\" y"), "x|\" quoted\"|y");
-    EXPECT_EQ(Split(" \t\r"), "");
+    const auto split = [](const std::string& line) {
+        TokenList tokens;
+        SplitTokens("stale", tokens);
+        SplitTokens(line, tokens);
+        std::string result;
+        for (size_t i = 0; i < tokens.size(); ++i) result += (i > 0 ? "|" : "") + std::string(tokens[i]);
+        return result;
+    };
+    EXPECT_EQ(split("  a\tb \v c\f d\r"), "a|b|c|d");
+    EXPECT_EQ(split("SF \"my  arm file.s4p\" 3"), "SF|\"my arm file.s4p\"|3");
+    EXPECT_EQ(split("x \"open to the end"), "x|\"open to the end");
+    EXPECT_EQ(split("x \" quoted\" y"), "x|\" quoted\"|y");
+    EXPECT_EQ(split(" \t\r"), "");
 }
 
-TEST(ReadLogicalLine, MapModeSkipsStarCommentsAndBlankLinesOnly)
+TEST(ReadLogicalLine, MapModeSkipsStarCommentsAndJoinsPlusLines)
 {
     const std::string text = "* comment\nPN 4\n\n\r\n  \t\n! not a comment\n# ordinary\nLAST 1 2";
     std::ostringstream echo;
     EXPECT_EQ(ReadAll(text, CommentMode::Map, 0, &echo), "PN|4 / !|not|a|comment / #|ordinary / LAST|1|2 / END");
     EXPECT_EQ(echo.str(), "* comment\n");
-}
-
-TEST(ReadLogicalLine, JoinsLinesThatStartWithPlus)
-{
     EXPECT_EQ(ReadAll("SF a\n+b \"c\n+d\" e\nNEXT\n", CommentMode::Map, 0), "SF|a|b|\"c d\"|e / NEXT / END");
     // Only the directly following line continues; a lone "+" line adds nothing.
     EXPECT_EQ(ReadAll("A\n*c\n+B\nC\n+\n", CommentMode::Map, 0), "A / +B / C / END");
@@ -80,20 +77,6 @@ TEST(ReadLogicalLine, TouchstoneModeGathersRecordsOverPhysicalLines)
               "#|GHz|S|RI|R|50 / 1|0.1|0.2|0.3|0.4|0.5|0.6|0.7|0.8 / 2|1|2|3|4|5|6|7|8 / END");
     EXPECT_EQ(echo.str(), "! head\r\n# GHz S RI R 50\r\n! between parts\n");
 
-    // A record over many lines: the line grows (and moves) while the earlier tokens refer
-    // to it, so each must still read back as written.
-    std::string wide;
-    std::string expected;
-    for (int i = 0; i < 400; ++i) {
-        const std::string token = std::to_string(i) + std::string(static_cast<size_t>(i % 7), '0') + ".5";
-        wide += token + (i % 8 == 7 ? "\n" : "\t");
-        expected += (i > 0 ? "|" : "") + token;
-    }
-    EXPECT_EQ(ReadAll(wide, CommentMode::Touchstone, 400), expected + " / END");
-}
-
-TEST(ReadLogicalLine, TouchstoneModeAnswers)
-{
     struct Case {
         const char* text;
         const char* expected;
@@ -107,6 +90,49 @@ TEST(ReadLogicalLine, TouchstoneModeAnswers)
         {"\r\n\r\n", "END"},
     };
     for (const Case& c : cases) EXPECT_EQ(ReadAll(c.text, CommentMode::Touchstone, 3), c.expected) << c.text;
+}
+
+// A record over many lines: the line grows (and moves) while the earlier tokens refer to
+// it, so each must still read back as written.
+TEST(ReadLogicalLine, ARecordOverManyLinesKeepsItsEarlierTokens)
+{
+    std::string wide;
+    std::string expected;
+    for (int i = 0; i < 400; ++i) {
+        const std::string token = std::to_string(i) + std::string(static_cast<size_t>(i % 7), '0') + ".5";
+        wide += token + (i % 8 == 7 ? "\n" : "\t");
+        expected += (i > 0 ? "|" : "") + token;
+    }
+    EXPECT_EQ(ReadAll(wide, CommentMode::Touchstone, 400), expected + " / END");
+}
+
+// Files are read in chunks: lines across chunk borders, longer than a chunk, empty, and a
+// last line without a line feed come out whole, their carriage returns kept.
+TEST(TextSource, HandsOutLinesLongerThanItsChunkAndAcrossChunkBorders)
+{
+    TempDir dir;
+    std::mt19937 random(7);
+    std::vector<std::string> expected;
+    std::string text;
+    for (int i = 0; i < 60000; ++i) {
+        size_t length = random() % 80;
+        if (i % 20000 == 7) length = (size_t{5} << 20) / 2 + i;  // 2.5 MiB: longer than a chunk
+        std::string line(length, static_cast<char>('a' + i % 26));
+        if (i % 100 == 3) line += '\r';
+        text += line + "\n";
+        expected.push_back(std::move(line));
+    }
+    text += "tail without line feed";
+    expected.push_back("tail without line feed");
+    for (const auto& [content, lines] : {std::pair{text, expected}, {"", {}}, {"\n", {""}}}) {
+        dir.Write("f.txt", content);
+        TextSource source;
+        ASSERT_TRUE(source.Open((dir.path() / "f.txt").string()));
+        std::vector<std::string> read;
+        std::string_view line;
+        while (source.NextLine(line)) read.emplace_back(line);
+        EXPECT_EQ(read, lines);
+    }
 }
 
 }  // namespace

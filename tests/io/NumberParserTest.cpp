@@ -1,4 +1,5 @@
 #include "io/NumberParser.h"
+#include "io/Touchstone.h"
 
 #include <gtest/gtest.h>
 
@@ -38,12 +39,6 @@ TEST_F(NumberParser, UnitLettersScaleTheNumberBeforeThem)
     for (const Case& c : cases) EXPECT_EQ(ParseNumber(c.text), c.expected) << c.text;
 }
 
-TEST_F(NumberParser, AnEmptyTableLeavesEveryLetterWithoutMultiplier)
-{
-    ClearUnitLetterTable();
-    EXPECT_EQ(ParseNumber("1.5G"), 1.5);
-}
-
 // The conversion must be exactly the C library's, on the text before the unit letter.
 TEST_F(NumberParser, ConvertsExactlyAsStrtodDoes)
 {
@@ -80,13 +75,23 @@ TEST_F(NumberParser, ConvertsExactlyAsStrtodDoes)
 TEST(StripQuotes, NeedsAQuoteAtBothEndsAndSomethingBetween)
 {
     std::string out = "unchanged";
+    for (const char* text : {"\"\"", "\"", "\"abc", "abc\""}) EXPECT_FALSE(StripQuotes(text, out)) << text;
+    EXPECT_EQ(out, "unchanged");
     EXPECT_TRUE(StripQuotes("\"a b.s2p\"", out));
     EXPECT_EQ(out, "a b.s2p");
-    out = "unchanged";
-    for (const char* text : {"\"\"", "\"", "\"abc", "abc\""}) {
-        EXPECT_FALSE(StripQuotes(text, out)) << text;
-        EXPECT_EQ(out, "unchanged");
-    }
+}
+
+TEST(FrequencyUnitFactor, ChoosesByTheFirstCharacterOnly)
+{
+    struct Case {
+        const char* unit;
+        double factor;
+    };
+    const Case cases[] = {
+        {"Gx", 1e9}, {"MHz", 1e6}, {"mHz", 1e-3}, {"KHz", 1e3}, {"kHz", 1e3}, {"THz", 1e12}, {"Us", 1e-6},
+        {"us", 1e-6}, {"NS", 1e-9}, {"ps", 1e-12}, {"Hz", 1.0}, {"ghz", 1.0}, {"thz", 1.0}, {"", 1.0},
+    };
+    for (const Case& c : cases) EXPECT_EQ(FrequencyUnitFactor(c.unit), c.factor) << c.unit;
 }
 
 }  // namespace
