@@ -116,22 +116,37 @@ void TransposeArray(int32_t n, Complex* M)
         for (int32_t j = i + 1; j < n; ++j) std::swap(M[j + i * n], M[i + j * n]);
 }
 
+namespace {
+
+// The pivots of the latest factorisation. Sized n*n as the program always has; ZGETRF
+// uses the first n.
+thread_local std::vector<int> pivotBuffer;
+
+// B := the LU factors of row-major A, laid out column-major for ZGETRF. Returns its info.
+int FactorInto(int32_t n, const Complex* A, Complex* B, int* ipiv)
+{
+    const int order = n;
+    int info = 0;
+    cblas_zcopy(n * n, A, 1, B, 1);
+    TransposeArray(n, B);
+    zgetrf_(&order, &order, B, &order, ipiv, &info);
+    return info;
+}
+
+}  // namespace
+
 int32_t InvertArray(int32_t n, const Complex* A, Complex* B)
 {
     if (n <= 0) return 0;
-    thread_local std::vector<int> pivotBuffer;
     thread_local std::vector<Complex> workBuffer;
-    // The pivot array is sized n*n as the program always has; ZGETRF uses the first n.
     int* ipiv = ScratchOf(pivotBuffer, ElementCount(n));
     const int lwork = 2 * n;
     Complex* work = ScratchOf(workBuffer, static_cast<size_t>(lwork));
 
     const int order = n;
-    int info = 0;
-    cblas_zcopy(n * n, A, 1, B, 1);
-    TransposeArray(n, B);
     // The factorisation's info is not looked at: ZGETRI reports the same singularity.
-    zgetrf_(&order, &order, B, &order, ipiv, &info);
+    static_cast<void>(FactorInto(n, A, B, ipiv));
+    int info = 0;
     zgetri_(&order, B, &order, ipiv, work, &lwork, &info);
     TransposeArray(n, B);
     return info;
@@ -140,15 +155,9 @@ int32_t InvertArray(int32_t n, const Complex* A, Complex* B)
 int32_t FactorArray(int32_t n, const Complex* A)
 {
     if (n <= 0) return 0;
-    thread_local std::vector<int> pivotBuffer;
     thread_local std::vector<Complex> factorBuffer;
-    int* ipiv = ScratchOf(pivotBuffer, static_cast<size_t>(n));
     Complex* B = ScratchOf(factorBuffer, ElementCount(n));
-    const int order = n;
-    int info = 0;
-    cblas_zcopy(n * n, A, 1, B, 1);
-    TransposeArray(n, B);
-    zgetrf_(&order, &order, B, &order, ipiv, &info);
+    static_cast<void>(FactorInto(n, A, B, ScratchOf(pivotBuffer, ElementCount(n))));
     // ZGETRI fails when the triangular inversion finds the smallest |Re| + |Im| on U's
     // diagonal to be zero. With a finite diagonal that is exactly when some diagonal entry
     // is zero; an infinity or NaN there makes that minimum depend on the order of the
