@@ -3,6 +3,7 @@
 #include <cassert>
 #include <cmath>
 #include <limits>
+#include <new>
 
 #include "numerics/ComplexArrays.h"
 
@@ -139,4 +140,19 @@ bool MatrixSqrt(const dcm& A, dcm& VD, dcm& R, dcv* eigenvalues, dcm* eigenvecto
     Multiply(V, D, VD);
     Multiply(VD, Vinv, R);
     return decomposed;
+}
+
+void vdcm::ResizeAllShared(int32_t count, int32_t order)
+{
+    ClearAll();
+    if (count <= 0) return;
+    items_.resize(static_cast<size_t>(count));
+    if (order <= 0) return;
+    const size_t each = static_cast<size_t>(order) * static_cast<size_t>(order);
+    if (each > std::numeric_limits<size_t>::max() / sizeof(Complex) / static_cast<size_t>(count))
+        throw std::bad_alloc();
+    // A fresh mapping is zero bytes, which are the values 0 + 0i.
+    shared_ = SharedRegion(each * sizeof(Complex) * static_cast<size_t>(count));
+    Complex* values = static_cast<Complex*>(shared_.data());
+    for (size_t k = 0; k < items_.size(); ++k) items_[k].View(values + k * each, order);
 }

@@ -2,6 +2,8 @@
 // dcm: dense complex matrix, square, row-major: element (i, j) is data[i*n + j].
 // dcv: dense complex vector. vdcm: one dcm per frequency point.
 // A freshly sized matrix or vector is all zeros; data is null exactly when n is 0.
+// A dcm may also be a view of values that a vdcm holds in shared memory: it then never
+// frees them, and sizing it to another order gives it storage of its own.
 
 #include <cstdint>
 #include <cstring>
@@ -9,6 +11,7 @@
 #include <vector>
 
 #include "numerics/Complex.h"
+#include "parallel/SharedRegion.h"
 
 class dcm {
 public:
@@ -18,7 +21,11 @@ public:
     dcm() = default;
     explicit dcm(int32_t order) { Resize(order); }
     dcm(const dcm& other) { Assign(other); }
-    dcm(dcm&& other) noexcept : n(std::exchange(other.n, 0)), data(std::exchange(other.data, nullptr)) {}
+    dcm(dcm&& other) noexcept
+        : n(std::exchange(other.n, 0)), data(std::exchange(other.data, nullptr)),
+          owned_(std::exchange(other.owned_, true))
+    {
+    }
     dcm& operator=(const dcm& other)
     {
         if (this != &other) Assign(other);
@@ -30,6 +37,7 @@ public:
             Release();
             n = std::exchange(other.n, 0);
             data = std::exchange(other.data, nullptr);
+            owned_ = std::exchange(other.owned_, true);
         }
         return *this;
     }
@@ -48,9 +56,20 @@ public:
     }
     void Release()
     {
-        delete[] data;
+        if (owned_) delete[] data;
         data = nullptr;
         n = 0;
+        owned_ = true;
+    }
+    // Becomes a view of order*order values owned elsewhere.
+    void View(Complex* values, int32_t order)
+    {
+        Release();
+        if (order > 0 && values != nullptr) {
+            data = values;
+            n = order;
+            owned_ = false;
+        }
     }
     void Assign(const dcm& src)
     {
@@ -73,6 +92,9 @@ public:
     dcm& operator*=(Complex s);
     // Smith's scaled complex division of every element.
     dcm& operator/=(Complex s);
+
+private:
+    bool owned_ = true;
 };
 
 dcm operator+(const dcm& A, const dcm& B);
@@ -133,11 +155,16 @@ public:
         items_.resize(count > 0 ? static_cast<size_t>(count) : 0);
         for (dcm& m : items_) m.Resize(order);
     }
+    // Exactly `count` zero matrices of order `order` in one block of shared memory, so that
+    // a child process made by fork can fill some of them (see SplitAcrossProcesses).
+    // Earlier matrices are released. Throws std::bad_alloc when the block is refused.
+    void ResizeAllShared(int32_t count, int32_t order);
     // Releases every matrix and empties the vector.
     void ClearAll()
     {
         for (dcm& m : items_) m.Release();
         items_.clear();
+        shared_.Release();
     }
     dcm& operator[](size_t k) { return items_[k]; }
     const dcm& operator[](size_t k) const { return items_[k]; }
@@ -146,6 +173,7 @@ public:
 
 private:
     std::vector<dcm> items_;
+    SharedRegion shared_;
 };
 
 /// false: A is exactly singular (LAPACK info != 0). Logs nothing; the caller decides.

@@ -85,3 +85,30 @@ TEST(MatrixSqrt, FailsOnAnInfiniteEntry)
     A(1, 1) = Complex(std::numeric_limits<double>::infinity(), 0.0);
     EXPECT_FALSE(MatrixSqrt(A, VD, R));
 }
+
+// Shared matrices are zero, are views (a move keeps them so, an Assign of the same order
+// writes into the block), and one sized to another order leaves the block alone.
+TEST(Vdcm, SharedMatricesAreViewsOfOneBlock)
+{
+    vdcm shared;
+    shared.ResizeAllShared(3, 2);
+    ASSERT_EQ(shared.size(), 3u);
+    EXPECT_EQ(shared[2].data, shared[0].data + 8);
+    for (size_t k = 0; k < 3; ++k)
+        for (size_t e = 0; e < 4; ++e) EXPECT_EQ(shared[k].data[e], Complex(0.0, 0.0));
+
+    const Complex* block = shared[1].data;
+    const dcm source = FromArray(2, {{1, 2}, {3, 4}, {5, 6}, {7, 8}});
+    shared[1].Assign(source);
+    EXPECT_EQ(shared[1].data, block);
+    EXPECT_EQ(block[3], Complex(7, 8));
+
+    dcm moved(std::move(shared[1]));
+    EXPECT_EQ(moved.data, block);
+    moved.Resize(3);  // storage of its own now: the block keeps its values
+    EXPECT_NE(moved.data, block);
+    EXPECT_EQ(block[3], Complex(7, 8));
+
+    shared.ClearAll();
+    EXPECT_TRUE(shared.empty());
+}

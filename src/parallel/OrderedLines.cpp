@@ -1,0 +1,132 @@
+#include "parallel/OrderedLines.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "parallel/WorkerProcess.h"
+
+namespace {
+
+constexpr size_t kChunkBytes = size_t{256} << 10;
+
+// The formatted text of one chunk of lines, with where each line ends.
+struct Chunk {
+    std::vector<char> text;
+    std::vector<size_t> ends;
+    size_t index = 0;  // which chunk it holds
+    bool ready = false;
+
+    void Format(size_t first, size_t last, const std::function<char*(size_t, char*)>& format)
+    {
+        ends.clear();
+        char* p = text.data();
+        for (size_t k = first; k < last; ++k) {
+            p = format(k, p);
+            ends.push_back(static_cast<size_t>(p - text.data()));
+        }
+    }
+    void Write(const std::function<void(const char*, size_t)>& write) const
+    {
+        size_t begin = 0;
+        for (const size_t end : ends) {
+            write(text.data() + begin, end - begin);
+            begin = end;
+        }
+    }
+};
+
+}  // namespace
+
+void WriteLinesInOrder(size_t count, size_t maxLineBytes, const std::function<char*(size_t k, char* out)>& format,
+                       const std::function<void(const char* text, size_t length)>& write)
+{
+    const size_t perChunk = std::max<size_t>(1, kChunkBytes / std::max<size_t>(1, maxLineBytes));
+    const size_t chunks = (count + perChunk - 1) / perChunk;
+    const auto first = [&](size_t c) { return c * perChunk; };
+    const auto last = [&](size_t c) { return std::min(count, (c + 1) * perChunk); };
+
+    Chunk own;
+    own.text.resize(perChunk * maxLineBytes);
+    own.ends.reserve(perChunk);
+    const auto formatAndWrite = [&](size_t c) {
+        own.Format(first(c), last(c), format);
+        own.Write(write);
+    };
+    if (chunks < 2 || UsableProcessors() < 2) {
+        for (size_t c = 0; c < chunks; ++c) formatAndWrite(c);
+        return;
+    }
+
+    // The helper formats the odd chunks into two slots, the caller formats the even ones
+    // and writes every chunk in turn.
+    Chunk slots[2];
+    for (Chunk& slot : slots) {
+        slot.text.resize(perChunk * maxLineBytes);
+        slot.ends.reserve(perChunk);
+    }
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool stop = false;
+    const auto helper = [&] {
+        for (size_t c = 1; c < chunks; c += 2) {
+            Chunk& slot = slots[(c / 2) % 2];
+            {
+                std::unique_lock lock(mutex);
+                changed.wait(lock, [&] { return !slot.ready || stop; });
+                if (stop) return;
+            }
+            slot.Format(first(c), last(c), format);
+            {
+                std::lock_guard lock(mutex);
+                slot.index = c;
+                slot.ready = true;
+            }
+            changed.notify_all();
+        }
+    };
+    std::thread thread;
+    try {
+        thread = std::thread(helper);
+    } catch (const std::system_error&) {
+        for (size_t c = 0; c < chunks; ++c) formatAndWrite(c);
+        return;
+    }
+    // The helper is stopped and joined however the writing ends.
+    struct Joiner {
+        std::thread& thread;
+        std::mutex& mutex;
+        std::condition_variable& changed;
+        bool& stop;
+        ~Joiner()
+        {
+            {
+                std::lock_guard lock(mutex);
+                stop = true;
+            }
+            changed.notify_all();
+            thread.join();
+        }
+    } joiner{thread, mutex, changed, stop};
+
+    for (size_t c = 0; c < chunks; ++c) {
+        if (c % 2 == 0) {
+            formatAndWrite(c);
+            continue;
+        }
+        Chunk& slot = slots[(c / 2) % 2];
+        {
+            std::unique_lock lock(mutex);
+            changed.wait(lock, [&] { return slot.ready && slot.index == c; });
+        }
+        slot.Write(write);
+        {
+            std::lock_guard lock(mutex);
+            slot.ready = false;
+        }
+        changed.notify_all();
+    }
+}
