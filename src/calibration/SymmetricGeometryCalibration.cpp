@@ -12,11 +12,15 @@
 #include "job/CalibrationGroup.h"
 #include "job/Switches.h"
 #include "job/VoraJob.h"
+#include "parallel/OrderedLines.h"
+#include "parallel/WorkerProcess.h"
 
 namespace {
 
 constexpr double kEqualFrequencyTolerance = 0.01;  // Hz
 constexpr int32_t kRefiningRounds = 7;
+// Below this many frequencies a child process costs more than it saves.
+constexpr size_t kFrequenciesWorthAProcess = 64;
 
 bool IsDerivedKind(int32_t armKind) { return armKind >= 0 && armKind <= 2; }
 
@@ -411,6 +415,37 @@ void AssembleErrorNetwork(VoraJob& job, size_t k)
     }
 }
 
+namespace {
+
+// Frequencies [begin, end) de-embedded into job.vdcm_Sout. false on the first failure.
+bool DeembedFrequencies(VoraJob& job, std::vector<ArmDerivation>& derivations, size_t begin, size_t end)
+{
+    const int32_t N = static_cast<int32_t>(job.portCount);
+    dcm& X = job.scratch1;
+    dcm& T = job.scratch2;
+    for (size_t k = begin; k < end; ++k) {
+        for (size_t g = 0; g < job.calibrationGroups.size(); ++g)
+            if (!DeriveArmAt(job.calibrationGroups[g], derivations[g], k, 0)) return false;
+
+        const double* whole = job.wholeValues[k];
+        for (int32_t e = 0; e < N * N; ++e) job.Swhole.data[e] = Complex(whole[2 * e], whole[2 * e + 1]);
+
+        AssembleErrorNetwork(job, 0);
+
+        // Sd = (Sba·(S - Saa)^-1·Sab + Sbb)^-1, the products formed in this order.
+        X.Assign(job.Swhole);
+        X -= job.Saa;
+        if (!Inverse(X, T)) return false;
+        Multiply(job.Sba, T, X);
+        Multiply(X, job.Sab, T);
+        T += job.Sbb;
+        if (!Inverse(T, job.vdcm_Sout[k])) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
 bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job)
 {
     for (const CalibrationGroup& group : job.calibrationGroups)
@@ -425,29 +460,11 @@ bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job)
     std::vector<ArmDerivation> derivations(job.calibrationGroups.size());
     for (size_t g = 0; g < job.calibrationGroups.size(); ++g) derivations[g].Prepare(job.calibrationGroups[g]);
 
-    const int32_t N = static_cast<int32_t>(job.portCount);
-    dcm& X = job.scratch1;
-    dcm& T = job.scratch2;
-    for (int32_t k = 0; k < job.frequencyCount; ++k) {
-        const size_t kk = static_cast<size_t>(k);
-        for (size_t g = 0; g < job.calibrationGroups.size(); ++g)
-            if (!DeriveArmAt(job.calibrationGroups[g], derivations[g], kk, 0)) return false;
-
-        const double* whole = job.wholeValues[kk];
-        for (int32_t e = 0; e < N * N; ++e) job.Swhole.data[e] = Complex(whole[2 * e], whole[2 * e + 1]);
-
-        AssembleErrorNetwork(job, 0);
-
-        // Sd = (Sba·(S - Saa)^-1·Sab + Sbb)^-1, the products formed in this order.
-        X.Assign(job.Swhole);
-        X -= job.Saa;
-        if (!Inverse(X, T)) return false;
-        Multiply(job.Sba, T, X);
-        Multiply(X, job.Sab, T);
-        T += job.Sbb;
-        if (!Inverse(T, job.vdcm_Sout[kk])) return false;
-    }
-    return true;
+    // The frequencies do not depend on each other: a child process de-embeds half of them
+    // into the shared output matrices while this one does the rest.
+    job.vdcm_Sout.ResizeAllShared(job.frequencyCount, static_cast<int32_t>(job.portCount));
+    return SplitAcrossProcesses(static_cast<size_t>(job.frequencyCount), kFrequenciesWorthAProcess,
+                                [&](size_t begin, size_t end) { return DeembedFrequencies(job, derivations, begin, end); });
 }
 
 void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
@@ -455,18 +472,14 @@ void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
     const int32_t N = static_cast<int32_t>(job.portCount);
     const int64_t entries = static_cast<int64_t>(N) * N;
     const bool wrap = N > 6;
-    // The line buffer is sized by the port count: without a record it is not claimed.
     if (job.frequencyCount <= 0) return;
-    // One line of text per frequency, built in a buffer sized once for the longest line:
-    // the frequency, two numbers per entry with a blank before each, a wrap after every
-    // fourth entry and the line feed.
+    // One line of text per frequency: the frequency, two numbers per entry with a blank
+    // before each, a wrap after every fourth entry and the line feed.
     const size_t lineRoom = static_cast<size_t>(2 * entries + 1) * (kStreamNumberMaxLength + 1) +
                             static_cast<size_t>(entries / 4 + 1) * 2 + 1;
-    std::vector<char> line(lineRoom);
-    for (int32_t k = 0; k < job.frequencyCount; ++k) {
-        const size_t kk = static_cast<size_t>(k);
-        char* p = FormatStreamDefault(line.data(), job.frequencies[kk] / job.freqUnitFactor);
-        const dcm& S = job.vdcm_Sout[kk];
+    const auto formatLine = [&](size_t k, char* p) {
+        p = FormatStreamDefault(p, job.frequencies[k] / job.freqUnitFactor);
+        const dcm& S = job.vdcm_Sout[k];
         int64_t entry = 0;
         for (int32_t r = 0; r < N; ++r) {
             for (int32_t c = 0; c < N; ++c) {
@@ -482,8 +495,10 @@ void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
             }
         }
         *p++ = '\n';
-        out.write(line.data(), p - line.data());
-    }
+        return p;
+    };
+    WriteLinesInOrder(static_cast<size_t>(job.frequencyCount), lineRoom, formatLine,
+                      [&](const char* text, size_t length) { out.write(text, static_cast<std::streamsize>(length)); });
 }
 
 void WritePortLineReport(const VoraJob& job)
@@ -605,7 +620,6 @@ int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissi
     WritePortLineReport(job);
 
     const int32_t N = static_cast<int32_t>(job.portCount);
-    job.vdcm_Sout.ResizeAll(job.frequencyCount, N);
     // Sized only when a record of the whole structure justifies N x N matrices: a map
     // declaring thousands of ports over an empty file must not claim gigabytes.
     const int32_t workOrder = job.frequencyCount > 0 ? N : 0;

@@ -22,7 +22,8 @@ struct CalibrationGroup;
 
 /// Checks the arm coverage, then per simulated frequency derives every group's error box
 /// (into entry 0 of the group's blocks, which InitGroupWork must have given at least one
-/// entry), assembles the error network and fills job.vdcm_Sout. false on the first
+/// entry), assembles the error network and fills job.vdcm_Sout (sized here, in memory
+/// shared with the child process that does half of the frequencies). false on the first
 /// failure; only the coverage check logs.
 [[nodiscard]] bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job);
 

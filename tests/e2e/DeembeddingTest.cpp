@@ -99,7 +99,8 @@ TEST(Deembedding, GeneratedJobsGiveTheDeviceBackWhereTheArmDataAllowIt)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.binary + " " + c.options);
         TempDir dir;
-        ASSERT_TRUE(GenerateJob(std::string("--points 41 ") + c.options, dir.dir()));
+        // Enough points that half of them are de-embedded in a child process.
+        ASSERT_TRUE(GenerateJob(std::string("--points 101 ") + c.options, dir.dir()));
         const std::string output = "out.s" + std::to_string(c.ports) + "p";
         const VoraRun run = RunMapJob(dir, output, c.binary);
         ASSERT_EQ(run.status, 0) << run.log;
@@ -251,6 +252,24 @@ TEST(Deembedding, UnusableArmDataFailTheCalibration)
                                                  kCalibrationFailed);
         EXPECT_EQ(dir.Read(output), Header(dir.Read(twoGroups ? "whole.s4p" : "whole.s2p")));
     }
+}
+
+// Half of the frequencies are de-embedded in a child process: an arm that is singular only
+// at the last frequency, in the child's half, still fails the whole run before anything
+// reaches the output.
+TEST(Deembedding, ASingularArmAtTheLastFrequencyFailsTheRun)
+{
+    TempDir dir;
+    ASSERT_TRUE(GenerateJob("--fstart 500M --fstop 1.5G --points 300", dir.dir()));
+    std::string open = dir.Read("arm1_open.s2p");
+    const size_t last = open.rfind('\n', open.size() - 2) + 1;
+    const std::string frequency = open.substr(last, open.find(' ', last) - last);
+    open = open.substr(0, last) + frequency + " 0 0 0 0 0 0 0 0\n";
+    dir.Write("arm1_open.s2p", open);
+    const VoraRun run = RunMapJob(dir, "out.s4p");
+    EXPECT_EQ(run.status, kFailed);
+    EXPECT_TRUE(run.log.ends_with(kCalibrationFailed)) << run.log;
+    EXPECT_EQ(dir.Read("out.s4p"), Header(dir.Read("whole.s4p")));
 }
 
 }  // namespace
