@@ -1,5 +1,6 @@
 #include "gsparam/GeneralizedSparam.h"
 
+#include <algorithm>
 #include <cassert>
 #include <charconv>
 #include <cmath>
@@ -10,6 +11,9 @@
 #include "job/VoraJob.h"
 #include "numerics/ComplexArrays.h"
 #include "numerics/LapackBindings.h"
+#include "parallel/OrderedLines.h"
+#include "parallel/SharedRegion.h"
+#include "parallel/WorkerProcess.h"
 
 namespace {
 
@@ -74,6 +78,21 @@ uint64_t WholeHertz(double f)
     return truncateSigned(f);
 }
 
+// Where and why one part of the frequencies stopped. Zero bytes read as no failure.
+struct PartFailure {
+    enum Kind : int32_t { None = 0, NotFinite, NoEigenvalues };
+    Kind kind;
+    int32_t info;  // ZGEEV's, for NoEigenvalues
+    size_t k;
+};
+
+// Below this many frequencies a child process costs more than it saves.
+constexpr size_t kFrequenciesWorthAProcess = 4096;
+
+// Room for one output line: the whole hertz, two blocks of four blanks and a number, the
+// line feed.
+constexpr size_t kLineRoom = 32 + 2 * (4 + kStreamFixedMaxLength) + 1;
+
 }  // namespace
 
 void SparamToTransfer(const Complex* S, Complex* T)
@@ -114,79 +133,110 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
            job.sFile2Values.width() == 8 && job.frequencies.size() >= static_cast<size_t>(job.frequencyCount));
 
     OutputFile& out = *job.outputStream;
+    const size_t K = job.frequencyCount > 0 ? static_cast<size_t>(job.frequencyCount) : 0;
+    const PairFormat format1 = FormatOf(job.sFile1Format);
+    const PairFormat format2 = FormatOf(job.sFile2Format);
+    // The formats are the same at every frequency, so the first one decides.
+    if (K > 0 && format1 == PairFormat::Unknown) {
+        job.logStream << "VORA:: Unknown S1 file format.\n";
+        return -1;
+    }
+    if (K > 0 && format2 == PairFormat::Unknown) {
+        job.logStream << "VORA:: Unknown S2 file format.\n";
+        return -1;
+    }
+
     dcm& T1 = job.T1;
     dcm& T2 = job.T2;
     T1.Resize(2);
     T2.Resize(2);
-    Complex S1[4] = {};
-    Complex S2[4] = {};
-    Complex A[4] = {};
-    Complex w[2] = {};
-    Complex vl[4] = {};
-    Complex vr[4] = {};
-    double rwork[4] = {};
-    std::vector<Complex> work(1);
-    const PairFormat format1 = FormatOf(job.sFile1Format);
-    const PairFormat format2 = FormatOf(job.sFile2Format);
     const int n = 2;
     const int ld = 2;
     // The workspace the solver asks for depends only on the order, so it is asked once.
-    int lwork = -1;
-    if (job.frequencyCount > 0) {
+    int lwork = 1;
+    if (K > 0) {
+        Complex A[4] = {};
+        Complex w[2] = {};
+        Complex vl[4] = {};
+        Complex vr[4] = {};
+        Complex query[1] = {};
+        double rwork[4] = {};
         int info = 0;
-        zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
-        lwork = static_cast<int>(work[0].real());
-        if (lwork < 1) lwork = 1;
-        work.resize(static_cast<size_t>(lwork));
+        int ask = -1;
+        zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, query, &ask, rwork, &info);
+        lwork = std::max(1, static_cast<int>(query[0].real()));
     }
-    char line[32 + 2 * (4 + kStreamFixedMaxLength) + 1];
 
-    for (int32_t k = 0; k < job.frequencyCount; ++k) {
-        if (format1 == PairFormat::Unknown) {
-            job.logStream << "VORA:: Unknown S1 file format.\n";
-            return -1;
-        }
-        FillSparam(job.sFile1Values[static_cast<size_t>(k)], format1, S1);
-        if (format2 == PairFormat::Unknown) {
-            job.logStream << "VORA:: Unknown S2 file format.\n";
-            return -1;
-        }
-        FillSparam(job.sFile2Values[static_cast<size_t>(k)], format2, S2);
-        MakeReciprocal(S1);
-        MakeReciprocal(S2);
-        SparamToTransfer(S1, T1.data);
-        SparamToTransfer(S2, T2.data);
-        Invert2x2(T1.data);
+    // The result of every frequency and the failure of each of the two parts, filled by
+    // two processes at once. A part stops at its first failure; nothing after the first
+    // failure overall is read.
+    SharedRegion shared(K * sizeof(Complex) + 2 * sizeof(PartFailure));
+    PartFailure* failures = static_cast<PartFailure*>(shared.data());
+    Complex* g = reinterpret_cast<Complex*>(failures + 2);
+    const auto solve = [&](size_t begin, size_t end) {
+        PartFailure& failure = failures[begin == 0 ? 0 : 1];
+        Complex S1[4] = {};
+        Complex S2[4] = {};
+        Complex A[4] = {};
+        Complex w[2] = {};
+        Complex vl[4] = {};
+        Complex vr[4] = {};
+        double rwork[4] = {};
+        std::vector<Complex> work(static_cast<size_t>(lwork));
+        for (size_t k = begin; k < end; ++k) {
+            FillSparam(job.sFile1Values[k], format1, S1);
+            FillSparam(job.sFile2Values[k], format2, S2);
+            MakeReciprocal(S1);
+            MakeReciprocal(S2);
+            SparamToTransfer(S1, T1.data);
+            SparamToTransfer(S2, T2.data);
+            Invert2x2(T1.data);
 
-        // P = T2·T1^-1. The solver wants P's transpose in column order, which is P's own
-        // row-major layout.
-        for (int r = 0; r < 2; ++r)
-            for (int c = 0; c < 2; ++c) A[2 * r + c] = T2(r, 0) * T1(0, c) + T2(r, 1) * T1(1, c);
+            // P = T2·T1^-1. The solver wants P's transpose in column order, which is P's own
+            // row-major layout.
+            for (int r = 0; r < 2; ++r)
+                for (int c = 0; c < 2; ++c) A[2 * r + c] = T2(r, 0) * T1(0, c) + T2(r, 1) * T1(1, c);
 
-        // A zero S21 or a singular T1 leaves infinities or NaNs here, on which ZGEEV may
-        // never return (or complains on the console): the step fails instead.
-        if (!IsFiniteArray(4, A)) {
-            job.logStream << "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: "
-                          << "the matrix is not finite at frequency id : " << k + 1 << "\n";
-            return -1;
+            // A zero S21 or a singular T1 leaves infinities or NaNs here, on which ZGEEV may
+            // never return (or complains on the console): the step fails instead.
+            if (!IsFiniteArray(4, A)) {
+                failure = {PartFailure::NotFinite, 0, k};
+                return false;
+            }
+            int info = 0;
+            zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
+            if (info != 0) {
+                failure = {PartFailure::NoEigenvalues, info, k};
+                return false;
+            }
+            g[k] = 1.0 / w[1];
         }
-        int info = 0;
-        zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
-        if (info != 0) {
-            job.logStream << "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: " << info
-                          << "\n";
-            return -1;
-        }
-        const Complex g = 1.0 / w[1];
+        return true;
+    };
+    const bool solvedAll = SplitAcrossProcesses(K, kFrequenciesWorthAProcess, solve);
+    const PartFailure& failed = failures[0].kind != PartFailure::None ? failures[0] : failures[1];
+    const size_t solved = solvedAll ? K : failed.k;
 
-        // The stream's fixed format with 15 decimals, written without the stream.
-        char* p = std::to_chars(line, line + sizeof line, WholeHertz(job.frequencies[static_cast<size_t>(k)])).ptr;
+    // The stream's fixed format with 15 decimals, written without the stream.
+    const auto formatLine = [&](size_t k, char* line) {
+        char* p = std::to_chars(line, line + kLineRoom, WholeHertz(job.frequencies[k])).ptr;
         std::memcpy(p, "    ", 4);
-        p = FormatStreamFixed15(p + 4, g.real());
+        p = FormatStreamFixed15(p + 4, g[k].real());
         std::memcpy(p, "    ", 4);
-        p = FormatStreamFixed15(p + 4, g.imag());
+        p = FormatStreamFixed15(p + 4, g[k].imag());
         *p++ = '\n';
-        out.write(line, p - line);
+        return p;
+    };
+    WriteLinesInOrder(solved, kLineRoom, formatLine,
+                      [&](const char* text, size_t length) { out.write(text, static_cast<std::streamsize>(length)); });
+
+    if (!solvedAll) {
+        job.logStream << "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: ";
+        if (failed.kind == PartFailure::NotFinite)
+            job.logStream << "the matrix is not finite at frequency id : " << solved + 1 << "\n";
+        else
+            job.logStream << failed.info << "\n";
+        return -1;
     }
     out.flush();
     // A failing close is not a failure of this step; the output is as complete as it could be.

@@ -6,6 +6,7 @@
 #include "io/LineReader.h"
 #include "io/NumberParser.h"
 #include "io/RecordCountEstimate.h"
+#include "io/RecordReadAhead.h"
 #include "io/Touchstone.h"
 #include "job/VoraJob.h"
 
@@ -69,32 +70,35 @@ int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const st
     double unitFactor2 = 0.0;
 
     std::string line1;
-    std::string line2;
     TokenList tokens1;
-    TokenList tokens2;
+    // The second file is read and converted by a helper thread in step with this loop.
+    RecordReadAhead file2Lines(file2, E);
     for (;;) {
         const int got1 = ReadRecord(file1, line1, tokens1, E, job, "VORA:  Reading a line of S File 1 error \n");
         if (got1 < 0) return -1;
         if (got1 == 0) break;
-        const int got2 = ReadRecord(file2, line2, tokens2, E, job, "VORA:  Reading a line of S File 2 error \n");
-        if (got2 < 0) return -1;
-        if (got2 == 0) break;
+        const AheadLine& record2 = file2Lines.Next();
+        if (record2.status == LineStatus::Bad) {
+            job.logStream << "VORA:  Reading a line of S File 2 error \n";
+            return -1;
+        }
+        if (record2.status == LineStatus::EndOfData) break;
 
         // Lock step: an option line of one file uses up whatever record the other file gives.
         const bool option1 = tokens1[0] == "#";
-        const bool option2 = tokens2[0] == "#";
+        const bool option2 = record2.option;
         if (option1) {
             unitFactor1 = FrequencyUnitFactor(TokenOrEmpty(tokens1, 1));
             job.sFile1Format.assign(TokenOrEmpty(tokens1, 3));
         }
         if (option2) {
-            unitFactor2 = FrequencyUnitFactor(TokenOrEmpty(tokens2, 1));
-            job.sFile2Format.assign(TokenOrEmpty(tokens2, 3));
+            unitFactor2 = FrequencyUnitFactor(record2.unit);
+            job.sFile2Format.assign(record2.format);
         }
         if (option1 || option2) continue;
 
         // The same wording as the whole-structure reader: parent tools match this line.
-        if (static_cast<int64_t>(tokens1.size()) != E || static_cast<int64_t>(tokens2.size()) != E) {
+        if (static_cast<int64_t>(tokens1.size()) != E || static_cast<int64_t>(record2.tokenCount) != E) {
             job.logStream << "VORA:  Reading a frequency line of Whole S File error \n";
             return -1;
         }
@@ -103,7 +107,7 @@ int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const st
             return -1;
         }
         const double f1 = ParseNumber(tokens1[0]) * unitFactor1;
-        const double f2 = ParseNumber(tokens2[0]) * unitFactor2;
+        const double f2 = record2.numbers[0] * unitFactor2;
         if (!(f1 == f2)) {
             job.logStream << "VORA:  Reading S File frequency error \n";
             job.logStream << "The two S files should be with same frequency points. Difference exists at frequency id : "
@@ -113,7 +117,7 @@ int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const st
         if (job.frequencyCount == 0) {
             // Sized from the file lengths once, so that the tables never move while they grow.
             const size_t expected1 = EstimateRecordCount(sFile1Name, RecordTextBytes(tokens1));
-            const size_t expected2 = EstimateRecordCount(sFile2Name, RecordTextBytes(tokens2));
+            const size_t expected2 = EstimateRecordCount(sFile2Name, record2.textBytes);
             job.frequencies.reserve(std::min(expected1, expected2));
             job.sFile1Values.Reserve(expected1);
             job.sFile2Values.Reserve(expected2);
@@ -121,10 +125,8 @@ int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const st
         job.frequencies.push_back(f1);
         double* values1 = job.sFile1Values.Append();
         double* values2 = job.sFile2Values.Append();
-        for (int64_t k = 1; k < E; ++k) {
-            values1[k - 1] = ParseNumber(tokens1[static_cast<size_t>(k)]);
-            values2[k - 1] = ParseNumber(tokens2[static_cast<size_t>(k)]);
-        }
+        for (int64_t k = 1; k < E; ++k) values1[k - 1] = ParseNumber(tokens1[static_cast<size_t>(k)]);
+        std::copy(record2.numbers.begin() + 1, record2.numbers.end(), values2);
         ++job.frequencyCount;
     }
 

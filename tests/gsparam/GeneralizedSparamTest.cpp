@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <sstream>
@@ -94,6 +95,39 @@ TEST(ComputeGeneralizedSparam, WritesTheReciprocalOfTheSecondEigenvalue)
     job.portCount = 3;
     EXPECT_EQ(RunStep(job, {1e9}, {RecordOf(T1), RecordOf(T1)}, output), -1);
     EXPECT_EQ(log.str(), "Only 2-port network is support for the Generalized Sparam feature now. \n");
+}
+
+// The frequencies are solved in two processes at once, the upper half in a child process;
+// the step still stops at the first failing frequency in file order, with every line
+// before it written: a zero S21 (no transfer matrix) in either half, or in both.
+TEST(ComputeGeneralizedSparam, StopsAtTheFirstFailingFrequencyOfEitherHalf)
+{
+    const C T[4] = {{1.0, 0.0}, {0.0, 0.0}, {0.0, 0.0}, {1.0, 0.0}};
+    const std::vector<double> through = RecordOf(T);
+    const std::vector<double> open = {1, 0, 0, 0, 0, 0, 1, 0};  // S21 = S12 = 0
+    constexpr size_t kCount = 10000;
+    for (const std::vector<size_t>& failing : {std::vector<size_t>{7000}, std::vector<size_t>{3000, 7000}}) {
+        std::vector<double> frequencies;
+        std::vector<std::vector<double>> records;
+        for (size_t k = 0; k < kCount; ++k) {
+            frequencies.push_back(1e6 * static_cast<double>(k + 1));
+            const bool fails = std::find(failing.begin(), failing.end(), k) != failing.end();
+            records.push_back(fails ? open : through);
+            records.push_back(through);
+        }
+        std::ostringstream log;
+        VoraJob job(log);
+        job.portCount = 2;
+        std::string output;
+        EXPECT_EQ(RunStep(job, frequencies, records, output), -1);
+        const size_t first = failing.front();
+        EXPECT_EQ(log.str(), "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: "
+                             "the matrix is not finite at frequency id : " +
+                                 std::to_string(first + 1) + "\n");
+        EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), static_cast<std::ptrdiff_t>(first));
+        const std::string last = output.substr(output.rfind('\n', output.size() - 2) + 1);
+        EXPECT_EQ(last.substr(0, last.find("    ")), std::to_string(first * 1000000));
+    }
 }
 
 }  // namespace
