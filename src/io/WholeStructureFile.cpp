@@ -1,5 +1,6 @@
 #include "io/WholeStructureFile.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -9,6 +10,7 @@
 #include "io/MapFile.h"
 #include "io/NumberParser.h"
 #include "io/OutputFile.h"
+#include "io/RecordConverter.h"
 #include "io/RecordCountEstimate.h"
 #include "io/TextSource.h"
 #include "io/Touchstone.h"
@@ -82,20 +84,26 @@ int32_t ReadWholeStructureFile(VoraJob& job)
     job.frequencies.clear();
     job.wholeValues.Reset(E - 1);
 
-    std::string line;
-    TokenList tokens;
     bool bOptionLineRead = false;
+    // The values of each record are converted by a helper thread while the next is read;
+    // it has caught up before anything is logged or the step returns.
+    // About eight characters per value, as a first guess at a record's text.
+    RecordConverter converter(job.wholeValues, static_cast<size_t>(std::min<int64_t>(E, int64_t{1} << 40)) * 8);
+    const char* error = nullptr;
     for (;;) {
+        RecordSlot& slot = converter.Slot();
+        const TokenList& tokens = slot.tokens;
         // Comment lines and the option line are copied into the output as its header.
         const LineStatus status =
-            ReadLogicalLine(input, CommentMode::Touchstone, job.outputStream.get(), line, tokens, E);
+            ReadLogicalLine(input, CommentMode::Touchstone, job.outputStream.get(), slot.line, slot.tokens, E);
         if (status == LineStatus::EndOfData) break;
         if (status == LineStatus::Bad) {
-            job.logStream << "VORA:  Reading a line of Whole S File error \n";
-            return -1;
+            error = "VORA:  Reading a line of Whole S File error \n";
+            break;
         }
 
         if (!tokens.empty() && tokens[0] == "#") {
+            converter.CatchUp();
             const double R = ReadOptionLine(job, tokens);
             if (DistributePortResistance(job, R) != 0) return -1;
             bOptionLineRead = true;
@@ -104,16 +112,16 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         }
 
         if (static_cast<int64_t>(tokens.size()) != E) {
-            job.logStream << "VORA:  Reading a frequency line of Whole S File error \n";
-            return -1;
+            error = "VORA:  Reading a frequency line of Whole S File error \n";
+            break;
         }
         if (E < 2) {
-            job.logStream << "VORA:  Readin WS each freq-s line error. \n";
-            return -1;
+            error = "VORA:  Readin WS each freq-s line error. \n";
+            break;
         }
         if (job.frequencyCount == std::numeric_limits<int32_t>::max()) {
-            job.logStream << "VORA:  Readin WS each freq number error. \n";
-            return -1;
+            error = "VORA:  Readin WS each freq number error. \n";
+            break;
         }
         if (job.frequencyCount == 0) {
             const size_t expected = EstimateRecordCount(job.wholeStructureFilePath, RecordTextBytes(tokens));
@@ -121,9 +129,13 @@ int32_t ReadWholeStructureFile(VoraJob& job)
             job.wholeValues.Reserve(expected);
         }
         job.frequencies.push_back(ParseNumber(tokens[0]) * job.freqUnitFactor);
-        double* values = job.wholeValues.Append();
-        for (int64_t k = 1; k < E; ++k) values[k - 1] = ParseNumber(tokens[static_cast<size_t>(k)]);
+        converter.Commit();
         ++job.frequencyCount;
+    }
+    converter.Finish();
+    if (error != nullptr) {
+        job.logStream << error;
+        return -1;
     }
     // A file without an option line reads like one whose option line names no R.
     if (!bOptionLineRead && DistributePortResistance(job, kResistanceNotGiven) != 0) return -1;

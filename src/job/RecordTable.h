@@ -32,6 +32,12 @@ public:
         return Record(count_ - 1);
     }
 
+    // true when the next Append moves the records already stored.
+    bool AppendMoves() const
+    {
+        return count_ * static_cast<size_t>(width_) + static_cast<size_t>(width_) > capacity_;
+    }
+
     // Room for `records` records in all, so that a table read from a file of known size
     // never moves.
     void Reserve(size_t records)

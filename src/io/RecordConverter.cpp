@@ -1,0 +1,85 @@
+#include "io/RecordConverter.h"
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include "io/NumberParser.h"
+#include "parallel/WorkerProcess.h"
+
+namespace {
+
+// Text of the records handed on at most: enough to ride over the caller's pauses.
+constexpr size_t kPendingBytes = size_t{1} << 20;
+constexpr size_t kMaxPendingRecords = 64;
+
+}  // namespace
+
+RecordConverter::RecordConverter(RecordTable& values, size_t recordBytes)
+    : values_(values), width_(static_cast<size_t>(values.width()))
+{
+    if (UsableProcessors() < 2) return;
+    slots_ = std::make_unique<HandOver<RecordSlot>>(
+        std::clamp<size_t>(kPendingBytes / std::max<size_t>(recordBytes, 1), 2, kMaxPendingRecords));
+    const auto run = [this] {
+        while (const RecordSlot* slot = slots_->Take()) {
+            if (!error_) {
+                try {
+                    Convert(*slot);
+                } catch (...) {
+                    error_ = std::current_exception();
+                }
+            }
+            slots_->Done();
+        }
+    };
+    try {
+        thread_ = std::thread(run);
+    } catch (const std::system_error&) {
+        slots_.reset();
+    }
+}
+
+RecordConverter::~RecordConverter()
+{
+    if (!thread_.joinable()) return;
+    slots_->Close();
+    thread_.join();
+}
+
+RecordSlot& RecordConverter::Slot() { return slots_ ? *slots_->Fill() : own_; }
+
+void RecordConverter::Commit()
+{
+    if (!slots_) {
+        own_.row = values_.Append();
+        Convert(own_);
+        return;
+    }
+    // A table that grows moves its rows: none may be written meanwhile.
+    if (values_.AppendMoves()) slots_->WaitUntilTaken();
+    RecordSlot& slot = *slots_->Fill();
+    slot.row = values_.Append();
+    slots_->Filled();
+}
+
+void RecordConverter::CatchUp()
+{
+    if (slots_) slots_->WaitUntilTaken();
+    if (error_) std::rethrow_exception(std::exchange(error_, nullptr));
+}
+
+void RecordConverter::Finish()
+{
+    if (thread_.joinable()) {
+        slots_->Close();
+        thread_.join();
+        slots_.reset();
+    }
+    if (error_) std::rethrow_exception(std::exchange(error_, nullptr));
+}
+
+void RecordConverter::Convert(const RecordSlot& slot) const
+{
+    for (size_t k = 0; k < width_; ++k) slot.row[k] = ParseNumber(slot.tokens[k + 1]);
+}

@@ -1,0 +1,55 @@
+#pragma once
+// RecordConverter: the values of data records converted into a RecordTable by a helper
+// thread while the caller reads the next records. The caller reads each logical line into
+// the slot it is given; a data record it commits gets its row in the table at once (so the
+// table's size and any allocation failure are where a plain loop would have them), and its
+// numbers are converted behind the caller's back.
+
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "io/TokenList.h"
+#include "job/RecordTable.h"
+#include "parallel/HandOver.h"
+
+// A logical line, and the row its values go to once committed.
+struct RecordSlot {
+    std::string line;
+    TokenList tokens;
+    double* row = nullptr;
+};
+
+class RecordConverter {
+public:
+    /// Converts into `values`, whose width is set, records of about `recordBytes` characters
+    /// (which bounds the text held); with a single processor everything is done by Commit.
+    RecordConverter(RecordTable& values, size_t recordBytes);
+    ~RecordConverter();
+    RecordConverter(const RecordConverter&) = delete;
+    RecordConverter& operator=(const RecordConverter&) = delete;
+
+    /// Where to read the next logical line; the same slot until Commit.
+    RecordSlot& Slot();
+    /// The slot holds a data record of width + 1 tokens (the first, the frequency, is not
+    /// converted): appends its row and hands it on.
+    void Commit();
+    /// Returns once every committed record is converted; rethrows what the conversion threw.
+    /// Called before anything is logged or returned, so that the run sees what a plain loop
+    /// would have seen first.
+    void CatchUp();
+    /// CatchUp, then the helper thread ends; later records are converted by Commit.
+    void Finish();
+
+private:
+    void Convert(const RecordSlot& slot) const;
+
+    RecordTable& values_;
+    const size_t width_;
+    std::unique_ptr<HandOver<RecordSlot>> slots_;
+    RecordSlot own_;  // without the thread
+    std::exception_ptr error_;
+    std::thread thread_;
+};
