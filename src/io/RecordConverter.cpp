@@ -10,13 +10,13 @@
 namespace {
 
 // Text of the records handed on at most: enough to ride over the caller's pauses.
-constexpr size_t kPendingBytes = size_t{1} << 20;
+constexpr size_t kPendingBytes = size_t{256} << 10;
 constexpr size_t kMaxPendingRecords = 64;
 
 }  // namespace
 
 RecordConverter::RecordConverter(RecordTable& values, size_t recordBytes)
-    : values_(values), width_(static_cast<size_t>(values.width()))
+    : values_(values), width_(static_cast<size_t>(values.width())), ownShare_(width_ / 6)
 {
     if (UsableProcessors() < 2) return;
     slots_ = std::make_unique<HandOver<RecordSlot>>(
@@ -25,7 +25,7 @@ RecordConverter::RecordConverter(RecordTable& values, size_t recordBytes)
         while (const RecordSlot* slot = slots_->Take()) {
             if (!error_) {
                 try {
-                    Convert(*slot);
+                    Convert(*slot, ownShare_, width_);
                 } catch (...) {
                     error_ = std::current_exception();
                 }
@@ -53,13 +53,16 @@ void RecordConverter::Commit()
 {
     if (!slots_) {
         own_.row = values_.Append();
-        Convert(own_);
+        Convert(own_, 0, width_);
         return;
     }
     // A table that grows moves its rows: none may be written meanwhile.
     if (values_.AppendMoves()) slots_->WaitUntilTaken();
     RecordSlot& slot = *slots_->Fill();
     slot.row = values_.Append();
+    // Reading a record takes about two thirds of the time converting it does: this thread
+    // converts a sixth of the values itself, so both threads are about equally busy.
+    Convert(slot, 0, ownShare_);
     slots_->Filled();
 }
 
@@ -79,7 +82,7 @@ void RecordConverter::Finish()
     if (error_) std::rethrow_exception(std::exchange(error_, nullptr));
 }
 
-void RecordConverter::Convert(const RecordSlot& slot) const
+void RecordConverter::Convert(const RecordSlot& slot, size_t first, size_t last) const
 {
-    for (size_t k = 0; k < width_; ++k) slot.row[k] = ParseNumber(slot.tokens[k + 1]);
+    for (size_t k = first; k < last; ++k) slot.row[k] = ParseNumber(slot.tokens[k + 1]);
 }

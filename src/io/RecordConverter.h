@@ -44,10 +44,12 @@ public:
     void Finish();
 
 private:
-    void Convert(const RecordSlot& slot) const;
+    // Values [first, last) of the slot's record.
+    void Convert(const RecordSlot& slot, size_t first, size_t last) const;
 
     RecordTable& values_;
     const size_t width_;
+    const size_t ownShare_;  // values the reading thread converts itself
     std::unique_ptr<HandOver<RecordSlot>> slots_;
     RecordSlot own_;  // without the thread
     std::exception_ptr error_;

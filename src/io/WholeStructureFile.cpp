@@ -87,8 +87,8 @@ int32_t ReadWholeStructureFile(VoraJob& job)
     bool bOptionLineRead = false;
     // The values of each record are converted by a helper thread while the next is read;
     // it has caught up before anything is logged or the step returns.
-    // About eight characters per value, as a first guess at a record's text.
-    RecordConverter converter(job.wholeValues, static_cast<size_t>(std::min<int64_t>(E, int64_t{1} << 40)) * 8);
+    // About twenty characters per value, as a first guess at a record's text.
+    RecordConverter converter(job.wholeValues, static_cast<size_t>(std::min<int64_t>(E, int64_t{1} << 40)) * 20);
     const char* error = nullptr;
     for (;;) {
         RecordSlot& slot = converter.Slot();
