@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs two engine binaries on the same generated jobs and compares their output files and
 # run logs byte for byte (the logs with the process id and the command line's binary path
-# taken out). Used to show that a speed change leaves every output byte as it was.
+# taken out). Used to show that a speed change leaves every output byte as it was; a binary
+# may be a script (e.g. one running the engine on a single processor with taskset).
 #
 #   bench/compare-outputs.sh OLD_VORA NEW_VORA JOBGEN TWOPORT_GEN [WORK_DIR]
 set -euo pipefail
@@ -26,7 +27,7 @@ check() {  # name, then the engine arguments after the binary, with @DIR@ for th
         "$bin" "${@//@DIR@/$dir}" >"$dir/console.$which" 2>&1 || status=$?
         echo "$status" >>"$dir/console.$which"
         [ -f "$dir/out" ] && mv "$dir/out" "$dir/out.$which"
-        sed -e "s|$bin|VORA|" "$dir"/vora_*.log >"$dir/log.$which"
+        sed -e "s|Command Line: [^ ]*|Command Line: VORA|" "$dir"/vora_*.log >"$dir/log.$which"
         rm -f "$dir"/vora_*.log
     done
     local same=1 f

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # End-to-end benchmarks: generated jobs of several sizes, each run by the engine and by the
-# I/O floor program; prints median wall times, the ratio engine/floor, peak memory against
-# the job's modelled working set, and whether doubling the frequency count at most doubles
-# the time (+10 %).
+# I/O floor program in turns; prints median wall times, the median ratio engine/floor, peak
+# memory against the job's modelled working set, and whether doubling the frequency count at
+# most doubles the time (+10 %).
 #
 #   bench/run.sh [BUILD_DIR]          (make bench builds BUILD_DIR=build-bench first)
 #   BENCH_RUNS=5 bench/run.sh ...     runs per measurement (default 3; the median is used)
@@ -34,6 +34,17 @@ run_once() {
     echo "$(((t1 - t0) / 1000)) $(tail -n 1 "$tmp/rss" | awk '{ print $1, $2 + $3 }')"
 }
 
+# Median wall, max peak, median cpu of run_once lines on stdin: "seconds megabytes cpu".
+summarize() {
+    local lines mid wall cpu peak
+    lines=$(cat)
+    mid=$(((runs + 1) / 2))
+    wall=$(echo "$lines" | awk '{ print $1 }' | sort -n | sed -n "${mid}p")
+    cpu=$(echo "$lines" | awk '{ print $3 }' | sort -g | sed -n "${mid}p")
+    peak=$(echo "$lines" | awk '{ print $2 }' | sort -n | tail -n 1)
+    awk -v w="$wall" -v p="$peak" -v c="$cpu" 'BEGIN { printf "%.3f %.1f %.2f\n", w / 1e6, p / 1024, c }'
+}
+
 # $runs runs of "$@": prints "median-wall-seconds max-peak-megabytes median-cpu-seconds".
 measure() {
     local i r results=()
@@ -41,11 +52,29 @@ measure() {
         r=$(run_once "$@") || exit 1
         results+=("$r")
     done
-    local mid=$(((runs + 1) / 2)) wall cpu peak
-    wall=$(printf '%s\n' "${results[@]}" | awk '{ print $1 }' | sort -n | sed -n "${mid}p")
-    cpu=$(printf '%s\n' "${results[@]}" | awk '{ print $3 }' | sort -g | sed -n "${mid}p")
-    peak=$(printf '%s\n' "${results[@]}" | awk '{ print $2 }' | sort -n | tail -n 1)
-    awk -v w="$wall" -v p="$peak" -v c="$cpu" 'BEGIN { printf "%.3f %.1f %.2f\n", w / 1e6, p / 1024, c }'
+    printf '%s\n' "${results[@]}" | summarize
+}
+
+# The engine command, "--", the floor command: $runs runs of each, taking turns, so that a
+# slow spell of a shared machine falls on both alike. Prints the engine's and the floor's
+# summaries and the median of the runs' wall-time ratios engine/floor.
+measure_pair() {
+    local engine=() floor=() i e f es=() fs=() ratios=()
+    while [ "$1" != -- ]; do
+        engine+=("$1")
+        shift
+    done
+    shift
+    floor=("$@")
+    for ((i = 0; i < runs; i++)); do
+        e=$(run_once "${engine[@]}") || exit 1
+        f=$(run_once "${floor[@]}") || exit 1
+        es+=("$e")
+        fs+=("$f")
+        ratios+=("$(awk -v a="${e%% *}" -v b="${f%% *}" 'BEGIN { printf "%.4f", a / b }')")
+    done
+    echo "$(printf '%s\n' "${es[@]}" | summarize) $(printf '%s\n' "${fs[@]}" | summarize)" \
+        "$(printf '%s\n' "${ratios[@]}" | sort -g | sed -n "$(((runs + 1) / 2))p")"
 }
 
 # A calibration job from vora-jobgen, cached by its arguments.
@@ -91,35 +120,40 @@ groups_arg() {  # ports groups -> --group a-b ...
 declare -A seconds cpu
 results=()
 
+# One table row: name, points, measure_pair's line, model.
+record() {
+    local name=$1 K=$2 both=$3 model=$4
+    # shellcheck disable=SC2086
+    set -- $both
+    seconds[$name]=$1
+    cpu[$name]=$3
+    results+=("$name $K $both $model")
+}
+
 bench_cal() {  # name ports groups points
     local name=$1 N=$2 G=$3 K=$4 dir
     dir=$jobs_dir/$name
     # shellcheck disable=SC2046
     make_cal_job "$dir" --ports "$N" $(groups_arg "$N" "$G") --points "$K"
-    local engine floor_m model
-    engine=$(measure "$vora" -filepath "$dir/" -in job.map -out "deembedded.s${N}p") || exit 1
+    local both model
+    both=$(measure_pair "$vora" -filepath "$dir/" -in job.map -out "deembedded.s${N}p" -- \
+        "$floor" touchstone "$N" "$tmp/floor.out" "$dir/whole.s${N}p" "$dir"/arm*_short.s*p "$dir"/arm*_open.s*p) ||
+        exit 1
     rm -f "$dir"/vora_*.log
-    floor_m=$(measure "$floor" touchstone "$N" "$tmp/floor.out" "$dir/whole.s${N}p" "$dir"/arm*_short.s*p \
-        "$dir"/arm*_open.s*p) || exit 1
     model=$(model_cal "$N" "$K" "$G" "$((N / G))")
-    seconds[$name]=${engine%% *}
-    cpu[$name]=${engine##* }
-    results+=("$name $K $engine $floor_m $model")
+    record "$name" "$K" "$both" "$model"
 }
 
 bench_gs() {  # name points
     local name=$1 K=$2 dir
     dir=$jobs_dir/$name
     make_gs_job "$dir" "$K"
-    local engine floor_m model
-    engine=$(measure "$vora" GENERALIZEDSPARAM -filepath "$dir/" -inputsfile1 "$dir/a.s2p" -inputsfile2 "$dir/b.s2p" \
-        -out g.txt) || exit 1
+    local both model
+    both=$(measure_pair "$vora" GENERALIZEDSPARAM -filepath "$dir/" -inputsfile1 "$dir/a.s2p" \
+        -inputsfile2 "$dir/b.s2p" -out g.txt -- "$floor" gsparam "$tmp/floor.out" "$dir/a.s2p" "$dir/b.s2p") || exit 1
     rm -f "$dir"/vora_*.log
-    floor_m=$(measure "$floor" gsparam "$tmp/floor.out" "$dir/a.s2p" "$dir/b.s2p") || exit 1
     model=$(model_gs "$K")
-    seconds[$name]=${engine%% *}
-    cpu[$name]=${engine##* }
-    results+=("$name $K $engine $floor_m $model")
+    record "$name" "$K" "$both" "$model"
 }
 
 echo "bench: $runs runs per figure; jobs cached in $jobs_dir" >&2
@@ -145,11 +179,12 @@ printf '%-16s %7s %9s %9s %6s %8s %8s %6s %8s %8s %6s %8s\n' job points engine_s
 for r in "${results[@]}"; do
     # shellcheck disable=SC2086
     set -- $r
-    awk -v name="$1" -v K="$2" -v et="$3" -v em="$4" -v ec="$5" -v ft="$6" -v fc="$8" -v model="$9" \
-        -v base="$base_mb" 'BEGIN {
-        printf "%-16s %7d %9.3f %9.3f %6.2f %8.2f %8.2f %6.2f %8.1f %8.1f %6.2f %8.2f\n", name, K, et, ft, et / ft,
+    awk -v name="$1" -v K="$2" -v et="$3" -v em="$4" -v ec="$5" -v ft="$6" -v fc="$8" -v ratio="$9" \
+        -v model="${10}" -v base="$base_mb" 'BEGIN {
+        printf "%-16s %7d %9.3f %9.3f %6.2f %8.2f %8.2f %6.2f %8.1f %8.1f %6.2f %8.2f\n", name, K, et, ft, ratio,
                ec, fc, (fc > 0 ? ec / fc : 0), em, model, em / model, (em - base) / model }'
 done
+echo "(ratio: median of the runs' engine/floor wall ratios, engine and floor taking turns)"
 echo "(mem = peak RSS / model; mem-base = (peak RSS - ${base_mb} MB, the engine's peak on an 11-point 4-port job) / model)"
 echo
 echo "scaling: engine time at 2K / at K, wall and cpu (target at most 2.2)"
