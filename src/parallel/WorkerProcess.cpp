@@ -4,36 +4,55 @@
 #include <signal.h>
 #include <sys/types.h>
 #include <sys/wait.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <vector>
 
 namespace {
 
-// Exit codes of the child: its part succeeded, failed, or threw.
-constexpr int kPartSucceeded = 0;
-constexpr int kPartFailed = 1;
-constexpr int kPartThrew = 2;
+// What the child reports through the pipe: its part succeeded, failed, or threw.
+constexpr char kPartSucceeded = 0;
+constexpr char kPartFailed = 1;
+constexpr char kPartThrew = 2;
 
-// The child's exit code, or -1 when it did not end by exiting.
-int WaitForChild(pid_t pid)
+// Children whose answer has been read. Their exit takes milliseconds (the kernel tears down
+// the address space), which nobody needs to wait for: they are reaped at the next split or
+// when this process ends.
+std::vector<pid_t> answeredChildren;
+
+void Reap(pid_t pid)
 {
     int status = 0;
-    while (::waitpid(pid, &status, 0) < 0) {
-        if (errno != EINTR) return -1;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// Stops and reaps the child when its part is no longer wanted (the lower part failed or threw).
+// The byte the child wrote, or -1 when the pipe closed without one (the child died).
+int ReadAnswer(int fd)
+{
+    char answer = 0;
+    for (;;) {
+        const ssize_t got = ::read(fd, &answer, 1);
+        if (got == 1) return answer;
+        if (got < 0 && errno == EINTR) continue;
+        return -1;
+    }
+}
+
+// Closes the reading end, and stops and reaps the child when its part is no longer wanted
+// (the lower part failed or threw).
 struct ChildGuard {
     pid_t pid;
+    int fd;
     ~ChildGuard()
     {
         if (pid > 0) {
             ::kill(pid, SIGKILL);
-            WaitForChild(pid);
+            Reap(pid);
         }
+        ::close(fd);
     }
 };
 
@@ -51,26 +70,42 @@ int UsableProcessors()
 bool SplitAcrossProcesses(size_t count, size_t minCount, const std::function<bool(size_t begin, size_t end)>& work)
 {
     if (count == 0) return true;
+    for (const pid_t pid : answeredChildren) Reap(pid);
+    answeredChildren.clear();
+
     const size_t split = count / 2;
-    const pid_t pid = count >= minCount && count >= 2 && UsableProcessors() >= 2 ? ::fork() : -1;
+    int answer[2] = {-1, -1};
+    const bool twoParts = count >= minCount && count >= 2 && UsableProcessors() >= 2 && ::pipe2(answer, O_CLOEXEC) == 0;
+    const pid_t pid = twoParts ? ::fork() : -1;
     if (pid == 0) {
-        // The child: no destructor, no exit handler, no stream flush, so nothing of the
-        // parent's buffered output is written twice.
-        int code = kPartThrew;
+        // The child: its results are in shared memory before the answer is written. No
+        // destructor, no exit handler, no stream flush, so nothing of the parent's buffered
+        // output is written twice.
+        ::close(answer[0]);
+        char code = kPartThrew;
         try {
             code = work(split, count) ? kPartSucceeded : kPartFailed;
         } catch (...) {
             code = kPartThrew;
         }
-        ::_exit(code);
+        const ssize_t written = ::write(answer[1], &code, 1);
+        ::_exit(written == 1 ? 0 : 1);
     }
-    if (pid < 0) return work(0, split) && work(split, count);
+    if (pid < 0) {
+        if (twoParts) {
+            ::close(answer[0]);
+            ::close(answer[1]);
+        }
+        return work(0, split) && work(split, count);
+    }
 
+    ::close(answer[1]);
     // A failed lower part decides the answer: the child is stopped by the guard.
-    ChildGuard guard{pid};
+    ChildGuard guard{pid, answer[0]};
     if (!work(0, split)) return false;
+    const int code = ReadAnswer(answer[0]);
     guard.pid = -1;
-    const int code = WaitForChild(pid);
+    answeredChildren.push_back(pid);
     if (code == kPartSucceeded) return true;
     if (code == kPartFailed) return false;
     return work(split, count);
