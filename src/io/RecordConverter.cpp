@@ -12,13 +12,14 @@ namespace {
 // Text of the records handed on at most: enough to ride over the caller's pauses.
 constexpr size_t kPendingBytes = size_t{256} << 10;
 constexpr size_t kMaxPendingRecords = 64;
+constexpr size_t kHelperWorthBytes = size_t{1} << 20;
 
 }  // namespace
 
-RecordConverter::RecordConverter(RecordTable& values, size_t recordBytes)
+RecordConverter::RecordConverter(RecordTable& values, size_t recordBytes, size_t fileBytes)
     : values_(values), width_(static_cast<size_t>(values.width())), ownShare_(width_ / 6)
 {
-    if (UsableProcessors() < 2) return;
+    if (fileBytes < kHelperWorthBytes || UsableProcessors() < 2) return;
     slots_ = std::make_unique<HandOver<RecordSlot>>(
         std::clamp<size_t>(kPendingBytes / std::max<size_t>(recordBytes, 1), 2, kMaxPendingRecords));
     const auto run = [this] {

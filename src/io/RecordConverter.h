@@ -25,8 +25,10 @@ struct RecordSlot {
 class RecordConverter {
 public:
     /// Converts into `values`, whose width is set, records of about `recordBytes` characters
-    /// (which bounds the text held); with a single processor everything is done by Commit.
-    RecordConverter(RecordTable& values, size_t recordBytes);
+    /// (which bounds the text held) from a file of `fileBytes`. A small file, or a single
+    /// processor, has everything done by Commit: a helper's start and hand-overs would cost
+    /// more than they save.
+    RecordConverter(RecordTable& values, size_t recordBytes, size_t fileBytes);
     ~RecordConverter();
     RecordConverter(const RecordConverter&) = delete;
     RecordConverter& operator=(const RecordConverter&) = delete;

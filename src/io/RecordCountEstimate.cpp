@@ -10,12 +10,18 @@ size_t RecordTextBytes(const TokenList& tokens)
     return bytes;
 }
 
+size_t FileBytes(const std::string& path)
+{
+    std::error_code error;
+    const auto bytes = std::filesystem::file_size(path, error);
+    return error ? 0 : static_cast<size_t>(bytes);
+}
+
 size_t EstimateRecordCount(const std::string& path, size_t recordBytes)
 {
     if (recordBytes == 0) return 0;
-    std::error_code error;
-    const auto fileBytes = std::filesystem::file_size(path, error);
-    if (error) return 0;
-    const size_t records = static_cast<size_t>(fileBytes / recordBytes) + 1;
+    const size_t fileBytes = FileBytes(path);
+    if (fileBytes == 0) return 0;
+    const size_t records = fileBytes / recordBytes + 1;
     return records + records / 8;
 }

@@ -11,12 +11,14 @@ namespace {
 
 // Lines held ahead: enough to ride over the caller's pauses.
 constexpr size_t kAheadLines = 256;
+constexpr size_t kHelperWorthBytes = size_t{1} << 20;
 
 }  // namespace
 
-RecordReadAhead::RecordReadAhead(TextSource& source, int64_t expected) : source_(source), expected_(expected)
+RecordReadAhead::RecordReadAhead(TextSource& source, int64_t expected, size_t fileBytes)
+    : source_(source), expected_(expected)
 {
-    if (UsableProcessors() < 2) return;
+    if (fileBytes < kHelperWorthBytes || UsableProcessors() < 2) return;
     lines_ = std::make_unique<HandOver<AheadLine>>(kAheadLines);
     const auto run = [this] {
         while (AheadLine* entry = lines_->Fill()) {

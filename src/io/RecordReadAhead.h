@@ -28,9 +28,10 @@ struct AheadLine {
 
 class RecordReadAhead {
 public:
-    /// Starts reading `source` (Touchstone comments, records of `expected` tokens) ahead,
-    /// unless this process has a single processor; then Next reads when asked.
-    RecordReadAhead(TextSource& source, int64_t expected);
+    /// Starts reading `source` (Touchstone comments, records of `expected` tokens, a file of
+    /// `fileBytes`) ahead; for a small file, or with a single processor, Next reads when
+    /// asked: a helper's start and hand-overs would cost more than they save.
+    RecordReadAhead(TextSource& source, int64_t expected, size_t fileBytes);
     ~RecordReadAhead();
     RecordReadAhead(const RecordReadAhead&) = delete;
     RecordReadAhead& operator=(const RecordReadAhead&) = delete;

@@ -72,7 +72,7 @@ int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const st
     std::string line1;
     TokenList tokens1;
     // The second file is read and converted by a helper thread in step with this loop.
-    RecordReadAhead file2Lines(file2, E);
+    RecordReadAhead file2Lines(file2, E, FileBytes(sFile2Name));
     for (;;) {
         const int got1 = ReadRecord(file1, line1, tokens1, E, job, "VORA:  Reading a line of S File 1 error \n");
         if (got1 < 0) return -1;

@@ -88,7 +88,8 @@ int32_t ReadWholeStructureFile(VoraJob& job)
     // The values of each record are converted by a helper thread while the next is read;
     // it has caught up before anything is logged or the step returns.
     // About twenty characters per value, as a first guess at a record's text.
-    RecordConverter converter(job.wholeValues, static_cast<size_t>(std::min<int64_t>(E, int64_t{1} << 40)) * 20);
+    RecordConverter converter(job.wholeValues, static_cast<size_t>(std::min<int64_t>(E, int64_t{1} << 40)) * 20,
+                              FileBytes(job.wholeStructureFilePath));
     const char* error = nullptr;
     for (;;) {
         RecordSlot& slot = converter.Slot();

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr size_t kChunkBytes = size_t{256} << 10;
+constexpr size_t kChunksWorthAThread = 8;
 
 // The formatted text of one chunk of lines, with where each line ends.
 struct Chunk {
@@ -56,7 +57,8 @@ void WriteLinesInOrder(size_t count, size_t maxLineBytes, const std::function<ch
         own.Format(first(c), last(c), format);
         own.Write(write);
     };
-    if (chunks < 2 || UsableProcessors() < 2) {
+    // A few chunks are not worth a thread's start and hand-overs.
+    if (chunks < kChunksWorthAThread || UsableProcessors() < 2) {
         for (size_t c = 0; c < chunks; ++c) formatAndWrite(c);
         return;
     }

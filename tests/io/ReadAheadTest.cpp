@@ -13,6 +13,9 @@
 
 namespace {
 
+// Claimed file size: large enough for the helper thread to be used.
+constexpr size_t kLargeFile = size_t{1} << 30;
+
 // Records of 9 tokens (some over two lines), comments, option lines mid-file, unit letters,
 // 3,000 records so the rings wrap many times; `tail` ends the text.
 std::string Touchstone(const std::string& tail)
@@ -53,7 +56,7 @@ TEST(RecordReadAhead, GivesWhatThePlainReaderGives)
         plain.OpenText(Touchstone(tail));
         TextSource ahead;
         ahead.OpenText(Touchstone(tail));
-        RecordReadAhead reader(ahead, 9);
+        RecordReadAhead reader(ahead, 9, kLargeFile);
         std::string line;
         TokenList tokens;
         for (int n = 0;; ++n) {
@@ -71,7 +74,7 @@ TEST(RecordReadAhead, GivesWhatThePlainReaderGives)
     // Given up after a few lines: the helper stops without reading on.
     TextSource source;
     source.OpenText(Touchstone(""));
-    RecordReadAhead early(source, 9);
+    RecordReadAhead early(source, 9, kLargeFile);
     EXPECT_EQ(early.Next().status, LineStatus::Line);
 }
 
@@ -98,7 +101,7 @@ TEST(RecordConverter, FillsTheTableAsThePlainLoopDoes)
     {
         TextSource source;
         source.OpenText(text);
-        RecordConverter converter(converted, 9 * 8);
+        RecordConverter converter(converted, 9 * 8, kLargeFile);
         for (;;) {
             RecordSlot& slot = converter.Slot();
             if (ReadLogicalLine(source, CommentMode::Touchstone, nullptr, slot.line, slot.tokens, 9) != LineStatus::Line)

@@ -24,13 +24,14 @@ char* FormatLine(size_t k, char* out)
 }
 
 // Every line handed over once, whole and in order, for counts on both sides of the chunk
-// boundaries (a chunk holds 256 KiB of room: 2,621 lines of 100 bytes, one line of 1 MiB).
+// boundaries (a chunk holds 256 KiB of room: 2,621 lines of 100 bytes, one line of 1 MiB)
+// and of the eight chunks from which a second thread formats.
 TEST(WriteLinesInOrder, EveryLineOnceInOrder)
 {
     for (const size_t room : {size_t{100}, size_t{1} << 20}) {
         const size_t perChunk = room == 100 ? 2621 : 1;
         for (const size_t count : {size_t{0}, size_t{1}, perChunk - 1 + (perChunk == 1), perChunk, perChunk + 1,
-                                   3 * perChunk + 7, size_t{20000}}) {
+                                   7 * perChunk, 7 * perChunk + 1, size_t{20000}}) {
             std::vector<std::string> lines;
             std::mutex mutex;
             std::set<std::thread::id> formatters;
@@ -50,8 +51,10 @@ TEST(WriteLinesInOrder, EveryLineOnceInOrder)
                 const size_t length = static_cast<size_t>(FormatLine(k, expected) - expected);
                 ASSERT_EQ(lines[k], std::string(expected, length)) << "room " << room << ", line " << k;
             }
-            if (count == 20000) {
-                EXPECT_EQ(formatters.size(), UsableProcessors() >= 2 ? 2u : 1u);
+            if ((count + perChunk - 1) / perChunk >= 8) {
+                EXPECT_EQ(formatters.size(), UsableProcessors() >= 2 ? 2u : 1u) << count;
+            } else {
+                EXPECT_EQ(formatters.size(), count > 0 ? 1u : 0u) << count;
             }
         }
     }
