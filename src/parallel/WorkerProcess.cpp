@@ -17,17 +17,26 @@ constexpr char kPartSucceeded = 0;
 constexpr char kPartFailed = 1;
 constexpr char kPartThrew = 2;
 
-// Children whose answer has been read. Their exit takes milliseconds (the kernel tears down
-// the address space), which nobody needs to wait for: they are reaped at the next split or
-// when this process ends.
-std::vector<pid_t> answeredChildren;
-
 void Reap(pid_t pid)
 {
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
 }
+
+// Children whose answer has been read. Their exit takes milliseconds (the kernel tears down
+// the address space), which nobody needs to wait for: they are reaped at the next split or
+// when this process ends normally, so that their processor time is counted as this
+// process's children's.
+struct AnsweredChildren {
+    std::vector<pid_t> pids;
+    void ReapAll()
+    {
+        for (const pid_t pid : pids) Reap(pid);
+        pids.clear();
+    }
+    ~AnsweredChildren() { ReapAll(); }
+} answeredChildren;
 
 // The byte the child wrote, or -1 when the pipe closed without one (the child died).
 int ReadAnswer(int fd)
@@ -70,8 +79,7 @@ int UsableProcessors()
 bool SplitAcrossProcesses(size_t count, size_t minCount, const std::function<bool(size_t begin, size_t end)>& work)
 {
     if (count == 0) return true;
-    for (const pid_t pid : answeredChildren) Reap(pid);
-    answeredChildren.clear();
+    answeredChildren.ReapAll();
 
     const size_t split = count / 2;
     int answer[2] = {-1, -1};
@@ -105,7 +113,7 @@ bool SplitAcrossProcesses(size_t count, size_t minCount, const std::function<boo
     if (!work(0, split)) return false;
     const int code = ReadAnswer(answer[0]);
     guard.pid = -1;
-    answeredChildren.push_back(pid);
+    answeredChildren.pids.push_back(pid);
     if (code == kPartSucceeded) return true;
     if (code == kPartFailed) return false;
     return work(split, count);
