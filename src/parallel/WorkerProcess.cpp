@@ -1,6 +1,7 @@
 #include "parallel/WorkerProcess.h"
 
 #include <sched.h>
+#include <sys/prctl.h>
 #include <signal.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -84,8 +85,13 @@ bool SplitAcrossProcesses(size_t count, size_t minCount, const std::function<boo
     const size_t split = count / 2;
     int answer[2] = {-1, -1};
     const bool twoParts = count >= minCount && count >= 2 && UsableProcessors() >= 2 && ::pipe2(answer, O_CLOEXEC) == 0;
+    const pid_t parent = ::getpid();
     const pid_t pid = twoParts ? ::fork() : -1;
     if (pid == 0) {
+        // A parent killed from outside (a tool's time-out) takes the child with it, so no
+        // orphan keeps computing, or holding the console and output files open.
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() != parent) ::_exit(1);
         // The child: its results are in shared memory before the answer is written. No
         // destructor, no exit handler, no stream flush, so nothing of the parent's buffered
         // output is written twice.
@@ -112,8 +118,8 @@ bool SplitAcrossProcesses(size_t count, size_t minCount, const std::function<boo
     ChildGuard guard{pid, answer[0]};
     if (!work(0, split)) return false;
     const int code = ReadAnswer(answer[0]);
+    answeredChildren.pids.push_back(pid);  // may throw: the guard still reaps the child
     guard.pid = -1;
-    answeredChildren.pids.push_back(pid);
     if (code == kPartSucceeded) return true;
     if (code == kPartFailed) return false;
     return work(split, count);

@@ -3,7 +3,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <sys/wait.h>
+
 #include <csignal>
+#include <fstream>
+#include <functional>
+#include <string>
 #include <cstdint>
 #include <new>
 #include <set>
@@ -97,6 +102,45 @@ TEST(SplitAcrossProcesses, AChildThatDoesNotEndNormallyIsReplaced)
                                                             return true;
                                                         })),
                  std::bad_alloc);
+}
+
+// Whether process `pid` has ended (gone, or a zombie nobody has reaped yet).
+bool Ended(pid_t pid)
+{
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text;
+    if (!std::getline(stat, text)) return true;
+    const size_t close = text.rfind(')');
+    return close != std::string::npos && close + 2 < text.size() && text[close + 2] == 'Z';
+}
+
+// A parent killed from outside (a tool's time-out) takes its child with it.
+TEST(SplitAcrossProcesses, TheChildEndsWithAKilledParent)
+{
+    if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: no child";
+    SharedRegion shared(sizeof(pid_t));
+    pid_t* worker = static_cast<pid_t*>(shared.data());
+    const pid_t parent = ::fork();
+    ASSERT_GE(parent, 0);
+    if (parent == 0) {
+        const pid_t self = ::getpid();
+        static_cast<void>(SplitAcrossProcesses(2, 2, [&](size_t, size_t) {
+            if (::getpid() != self) __atomic_store_n(worker, ::getpid(), __ATOMIC_SEQ_CST);
+            for (;;) ::pause();
+            return true;
+        }));
+        ::_exit(0);
+    }
+    const auto waitFor = [](const std::function<bool()>& done) {
+        for (int i = 0; i < 500 && !done(); ++i) ::usleep(10000);
+        return done();
+    };
+    ASSERT_TRUE(waitFor([&] { return __atomic_load_n(worker, __ATOMIC_SEQ_CST) != 0; }));
+    const pid_t child = __atomic_load_n(worker, __ATOMIC_SEQ_CST);
+    ::kill(parent, SIGKILL);
+    ::waitpid(parent, nullptr, 0);
+    EXPECT_TRUE(waitFor([&] { return Ended(child); }));
+    if (!Ended(child)) ::kill(child, SIGKILL);
 }
 
 }  // namespace
