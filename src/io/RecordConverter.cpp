@@ -20,8 +20,9 @@ RecordConverter::RecordConverter(RecordTable& values, size_t recordBytes, size_t
     : values_(values), width_(static_cast<size_t>(values.width())), ownShare_(width_ / 6)
 {
     if (fileBytes < kHelperWorthBytes || UsableProcessors() < 2) return;
-    slots_ = std::make_unique<HandOver<RecordSlot>>(
-        std::clamp<size_t>(kPendingBytes / std::max<size_t>(recordBytes, 1), 2, kMaxPendingRecords));
+    const size_t slots = std::clamp<size_t>(kPendingBytes / std::max<size_t>(recordBytes, 1), 2, kMaxPendingRecords);
+    slotBytes_ = std::max(kPendingBytes / slots, recordBytes);
+    slots_ = std::make_unique<HandOver<RecordSlot>>(slots);
     const auto run = [this] {
         while (const RecordSlot* slot = slots_->Take()) {
             if (!error_) {
@@ -48,7 +49,14 @@ RecordConverter::~RecordConverter()
     thread_.join();
 }
 
-RecordSlot& RecordConverter::Slot() { return slots_ ? *slots_->Fill() : own_; }
+RecordSlot& RecordConverter::Slot()
+{
+    if (!slots_) return own_;
+    // Records far longer than guessed would otherwise keep every slot that large.
+    RecordSlot& slot = *slots_->Fill();
+    if (slot.line.capacity() > 2 * slotBytes_) std::string().swap(slot.line);
+    return slot;
+}
 
 void RecordConverter::Commit()
 {

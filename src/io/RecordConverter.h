@@ -52,6 +52,7 @@ private:
     RecordTable& values_;
     const size_t width_;
     const size_t ownShare_;  // values the reading thread converts itself
+    size_t slotBytes_ = 0;   // text a slot is meant to hold
     std::unique_ptr<HandOver<RecordSlot>> slots_;
     RecordSlot own_;  // without the thread
     std::exception_ptr error_;

@@ -57,8 +57,9 @@ void WriteLinesInOrder(size_t count, size_t maxLineBytes, const std::function<ch
         own.Format(first(c), last(c), format);
         own.Write(write);
     };
-    // A few chunks are not worth a thread's start and hand-overs.
-    if (chunks < kChunksWorthAThread || UsableProcessors() < 2) {
+    // A few chunks are not worth a thread's start and hand-overs; nor are lines longer than a
+    // chunk, whose two extra buffers would each be as large as the longest line.
+    if (chunks < kChunksWorthAThread || maxLineBytes > kChunkBytes || UsableProcessors() < 2) {
         for (size_t c = 0; c < chunks; ++c) formatAndWrite(c);
         return;
     }
