@@ -7,6 +7,7 @@ set -euo pipefail
 packages=(
   g++ cmake make
   libopenblas-serial-dev
+  libgfortran-12-dev
   libgtest-dev libgmock-dev
   libbenchmark-dev
 )
