@@ -1,16 +1,14 @@
 #include "gsparam/GeneralizedSparam.h"
 
-#include <algorithm>
 #include <cassert>
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <vector>
 
 #include "io/NumberFormat.h"
 #include "job/VoraJob.h"
 #include "numerics/ComplexArrays.h"
-#include "numerics/LapackBindings.h"
+#include "numerics/SmallEigenvalues.h"
 #include "parallel/OrderedLines.h"
 #include "parallel/SharedRegion.h"
 #include "parallel/WorkerProcess.h"
@@ -173,23 +171,6 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
     dcm& T2 = job.T2;
     T1.Resize(2);
     T2.Resize(2);
-    const int n = 2;
-    const int ld = 2;
-    // The workspace the solver asks for depends only on the order, so it is asked once.
-    int lwork = 1;
-    if (K > 0) {
-        Complex A[4] = {};
-        Complex w[2] = {};
-        Complex vl[4] = {};
-        Complex vr[4] = {};
-        Complex query[1] = {};
-        double rwork[4] = {};
-        int info = 0;
-        int ask = -1;
-        zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, query, &ask, rwork, &info);
-        lwork = std::max(1, static_cast<int>(query[0].real()));
-    }
-
     // The result of every frequency and the failure of each of the two parts, filled by
     // two processes at once. A part stops at its first failure; nothing after the first
     // failure overall is read.
@@ -202,10 +183,6 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
         Complex S2[4] = {};
         Complex A[4] = {};
         Complex w[2] = {};
-        Complex vl[4] = {};
-        Complex vr[4] = {};
-        double rwork[4] = {};
-        std::vector<Complex> work(static_cast<size_t>(lwork));
         for (size_t k = begin; k < end; ++k) {
             FillSparam(job.sFile1Values[k], format1, S1);
             FillSparam(job.sFile2Values[k], format2, S2);
@@ -226,8 +203,7 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
                 failure = {PartFailure::NotFinite, 0, k};
                 return false;
             }
-            int info = 0;
-            zgeev_("N", "N", &n, A, &ld, w, vl, &ld, vr, &ld, work.data(), &lwork, rwork, &info);
+            const int info = EigenvaluesOf2x2(A, w);
             if (info != 0) {
                 failure = {PartFailure::NoEigenvalues, info, k};
                 return false;

@@ -1,0 +1,12 @@
+#pragma once
+// The eigenvalues of a 2x2 complex matrix exactly as ZGEEV computes them without
+// eigenvectors, for loops that solve one such problem per frequency. ZGEEV's own set-up
+// (workspace queries, tuning lookups, argument checks) costs more than the arithmetic at
+// this size; the arithmetic itself is left to the same LAPACK routines ZGEEV calls, so the
+// results are bit for bit ZGEEV's.
+
+#include "numerics/Complex.h"
+
+/// A (column-major, consumed) -> w, with ZGEEV's info: 0, or > 0 when the QR iteration
+/// failed. A must be finite.
+[[nodiscard]] int EigenvaluesOf2x2(Complex* A, Complex* w);
