@@ -1,5 +1,6 @@
 // Micro-benchmarks of the hot pieces of a large job: number conversion, token splitting,
-// output formatting and one frequency of the de-embedding at 4, 16 and 64 ports.
+// output formatting, one frequency of the de-embedding at 4, 16 and 64 ports, and the
+// generalized mode's 2x2 eigenvalues.
 
 #include <benchmark/benchmark.h>
 
@@ -17,6 +18,8 @@
 #include "io/NumberParser.h"
 #include "io/TokenList.h"
 #include "numerics/Dcm.h"
+#include "numerics/LapackBindings.h"
+#include "numerics/SmallEigenvalues.h"
 
 namespace {
 
@@ -170,6 +173,53 @@ void BM_ChainArmFromOpenShort(benchmark::State& state)
     for (auto _ : state) benchmark::DoNotOptimize(ChainArmFromOpenShort(O, H, P, Pinv, work, Saa, Sab, Sba, Sbb));
 }
 BENCHMARK(BM_ChainArmFromOpenShort)->Arg(2)->Arg(4)->Arg(8)->Arg(32);
+
+
+// The generalized mode's per-frequency eigenvalue problem: ZGEEV itself against the same
+// routines called without its set-up.
+std::vector<Complex> Random2x2Matrices(size_t count)
+{
+    std::mt19937_64 random(11);
+    std::uniform_real_distribution<double> value(-1.0, 1.0);
+    std::vector<Complex> matrices(4 * count);
+    for (Complex& m : matrices) m = {value(random), value(random)};
+    return matrices;
+}
+
+void BM_Eigenvalues2x2Zgeev(benchmark::State& state)
+{
+    const std::vector<Complex> matrices = Random2x2Matrices(256);
+    const int n = 2;
+    Complex work[64];
+    Complex unused[1];
+    double rwork[4];
+    const int one = 1;
+    const int lwork = 64;
+    size_t i = 0;
+    for (auto _ : state) {
+        Complex A[4] = {matrices[4 * i], matrices[4 * i + 1], matrices[4 * i + 2], matrices[4 * i + 3]};
+        Complex w[2];
+        int info = 0;
+        zgeev_("N", "N", &n, A, &n, w, unused, &one, unused, &one, work, &lwork, rwork, &info);
+        benchmark::DoNotOptimize(w);
+        i = (i + 1) % 256;
+    }
+}
+BENCHMARK(BM_Eigenvalues2x2Zgeev);
+
+void BM_Eigenvalues2x2(benchmark::State& state)
+{
+    const std::vector<Complex> matrices = Random2x2Matrices(256);
+    size_t i = 0;
+    for (auto _ : state) {
+        Complex A[4] = {matrices[4 * i], matrices[4 * i + 1], matrices[4 * i + 2], matrices[4 * i + 3]};
+        Complex w[2];
+        benchmark::DoNotOptimize(EigenvaluesOf2x2(A, w));
+        benchmark::DoNotOptimize(w);
+        i = (i + 1) % 256;
+    }
+}
+BENCHMARK(BM_Eigenvalues2x2);
 
 }  // namespace
 

@@ -1,12 +1,16 @@
 #include "io/ArmFiles.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cassert>
+#include <exception>
 #include <cmath>
 #include <limits>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "io/FrequencySearch.h"
@@ -19,6 +23,7 @@
 #include "job/Switches.h"
 #include "job/VoraJob.h"
 #include "numerics/NetworkConversions.h"
+#include "parallel/WorkerProcess.h"
 
 namespace {
 
@@ -343,9 +348,13 @@ bool IsCovered(const std::vector<double>& L, bool bAscending, double f, size_t i
            FindFrequencyBracket(L, f, i, bAscending) >= 0;
 }
 
-}  // namespace
+// Arm files together this large are read in two threads, a group at a time each; below it
+// the thread's start costs more than it saves.
+constexpr size_t kArmBytesWorthAThread = size_t{256} << 10;
 
-int32_t ReadGroupArmFiles(CalibrationGroup& group, const PortLineAnalysisHooks& hooks)
+// Reads a group's files: everything of ReadGroupArmFiles but the closing analysis, which
+// may call LAPACK and so stays in the calling thread. 0, or -1 after logging.
+int32_t ReadGroupFiles(CalibrationGroup& group)
 {
     assert(group.job != nullptr && group.logStream != nullptr && "groups are built by the map reader");
     TextSource input;
@@ -371,10 +380,118 @@ int32_t ReadGroupArmFiles(CalibrationGroup& group, const PortLineAnalysisHooks& 
         return -1;
     }
     if (ReadOpenFile(group, input, converted) != 0) return -1;
-    input.Close();
+    return 0;
+}
 
-    if (group.bExtendedArmSyntax == 0) return 0;
-    return AnalyseGroup(group, hooks);
+bool EndsWithAnalysis(const CalibrationGroup& group) { return group.armKind != 1 && group.bExtendedArmSyntax != 0; }
+
+// Whether the groups' files are worth reading in two threads. A group that converts its
+// records calls LAPACK while it reads, which must not run in two threads at once.
+bool WorthTwoThreads(const VoraJob& job)
+{
+    if (job.calibrationGroups.size() < 2 || UsableProcessors() < 2) return false;
+    size_t bytes = 0;
+    for (const CalibrationGroup& group : job.calibrationGroups) {
+        if (group.bExtendedArmSyntax != 0 && group.armKind == 2 && VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged)
+            return false;
+        bytes += FileBytes(group.armFile2Path);
+        if (group.armKind != 1) bytes += FileBytes(group.armFile1Path);
+    }
+    return bytes >= kArmBytesWorthAThread;
+}
+
+void PrepareGroup(VoraJob& job, CalibrationGroup& group)
+{
+    if (group.job == nullptr) group.job = &job;
+    if (group.logStream == nullptr) group.logStream = &job.logStream;
+    if (job.frequencyCount > 0 && !job.frequencies.empty()) group.wholeMaxFrequency = job.frequencies.back();
+}
+
+// The failure of group g's loading, in the words the parent tools match; -1.
+int32_t ArmProcessFailed(VoraJob& job, size_t g)
+{
+    // "3th", "4th", ... for every group from the third on: the parent tools match it.
+    if (g == 0)
+        job.logStream << "VORA:  The first arm process error. \n";
+    else if (g == 1)
+        job.logStream << "VORA:  The second arm process error. \n";
+    else
+        job.logStream << "VORA:  The " << g + 1 << "th arm process error. \n";
+    return -1;
+}
+
+// One group's files read ahead of its turn: its log is held back until the groups before it
+// have been finished, so that the run log reads as if the groups were loaded one by one.
+struct GroupReadAhead {
+    std::ostringstream log;
+    int32_t status = -1;
+    std::exception_ptr error;
+    bool read = false;
+};
+
+// The groups' files in two threads (this one the even groups, a helper the odd ones), then
+// each group finished in order here. false when the helper could not be started.
+bool ReadArmFilesInTwoThreads(VoraJob& job, const PortLineAnalysisHooks& hooks, int32_t& status)
+{
+    std::vector<CalibrationGroup>& groups = job.calibrationGroups;
+    std::vector<GroupReadAhead> ahead(groups.size());
+    // Groups after a failed one would never have been read: neither side starts them.
+    std::atomic<size_t> firstFailed{groups.size()};
+    const auto readGroup = [&](size_t g) {
+        if (g > firstFailed.load(std::memory_order_relaxed)) return;
+        CalibrationGroup& group = groups[g];
+        GroupReadAhead& result = ahead[g];
+        std::ostream* const logStream = group.logStream;
+        group.logStream = &result.log;
+        try {
+            result.status = ReadGroupFiles(group);
+        } catch (...) {
+            result.error = std::current_exception();
+        }
+        group.logStream = logStream;
+        result.read = true;
+        if (result.status != 0) {
+            size_t failed = firstFailed.load(std::memory_order_relaxed);
+            while (g < failed && !firstFailed.compare_exchange_weak(failed, g, std::memory_order_relaxed)) {
+            }
+        }
+    };
+    std::thread helper;
+    try {
+        helper = std::thread([&] {
+            for (size_t g = 1; g < groups.size(); g += 2) readGroup(g);
+        });
+    } catch (const std::system_error&) {
+        return false;
+    }
+    for (size_t g = 0; g < groups.size(); g += 2) readGroup(g);
+    helper.join();
+
+    for (size_t g = 0; g < groups.size(); ++g) {
+        CalibrationGroup& group = groups[g];
+        GroupReadAhead& result = ahead[g];
+        assert(result.read && "every group up to the first failure is read");
+        *group.logStream << result.log.str();
+        if (result.error) std::rethrow_exception(result.error);
+        int32_t groupStatus = result.status;
+        if (groupStatus == 0 && EndsWithAnalysis(group)) groupStatus = AnalyseGroup(group, hooks);
+        if (groupStatus != 0) {
+            status = ArmProcessFailed(job, g);
+            return true;
+        }
+        job.groupFreqB[g] = group.freqB;
+        job.groupFreqC[g] = group.freqC;
+    }
+    status = 0;
+    return true;
+}
+
+}  // namespace
+
+int32_t ReadGroupArmFiles(CalibrationGroup& group, const PortLineAnalysisHooks& hooks)
+{
+    if (ReadGroupFiles(group) != 0) return -1;
+    return EndsWithAnalysis(group) ? AnalyseGroup(group, hooks) : 0;
 }
 
 int32_t ReadArmFiles(VoraJob& job, const PortLineAnalysisHooks& hooks)
@@ -382,21 +499,15 @@ int32_t ReadArmFiles(VoraJob& job, const PortLineAnalysisHooks& hooks)
     const size_t groupCount = job.calibrationGroups.size();
     if (job.groupFreqB.size() < groupCount) job.groupFreqB.resize(groupCount, 4.0e13);
     if (job.groupFreqC.size() < groupCount) job.groupFreqC.resize(groupCount, 4.0e13);
+    if (WorthTwoThreads(job)) {
+        for (CalibrationGroup& group : job.calibrationGroups) PrepareGroup(job, group);
+        int32_t status = 0;
+        if (ReadArmFilesInTwoThreads(job, hooks, status)) return status;
+    }
     for (size_t g = 0; g < groupCount; ++g) {
         CalibrationGroup& group = job.calibrationGroups[g];
-        if (group.job == nullptr) group.job = &job;
-        if (group.logStream == nullptr) group.logStream = &job.logStream;
-        if (job.frequencyCount > 0 && !job.frequencies.empty()) group.wholeMaxFrequency = job.frequencies.back();
-        if (ReadGroupArmFiles(group, hooks) != 0) {
-            // "3th", "4th", ... for every group from the third on: the parent tools match it.
-            if (g == 0)
-                job.logStream << "VORA:  The first arm process error. \n";
-            else if (g == 1)
-                job.logStream << "VORA:  The second arm process error. \n";
-            else
-                job.logStream << "VORA:  The " << g + 1 << "th arm process error. \n";
-            return -1;
-        }
+        PrepareGroup(job, group);
+        if (ReadGroupArmFiles(group, hooks) != 0) return ArmProcessFailed(job, g);
         job.groupFreqB[g] = group.freqB;
         job.groupFreqC[g] = group.freqC;
     }
