@@ -19,6 +19,7 @@ struct VoraJob;
 /// record-by-record reader leaves for them (frequencyCount, frequencies, both tables,
 /// both formats) and nothing was logged. false: anything else; the job's tables and
 /// frequencies then hold leftovers and the formats are untouched, the sources are used up.
-/// An exception of either side (std::bad_alloc) propagates after the helper has ended.
+/// std::bad_alloc of either side propagates, after the helper has ended; any other
+/// exception of the helper gives false.
 [[nodiscard]] bool ReadTwoFilesApart(VoraJob& job, TextSource& file1, const std::string& sFile1Name, TextSource& file2,
                                      const std::string& sFile2Name, int64_t recordLength);
