@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <string_view>
+#include <vector>
 
 #include "io/LineReader.h"
 #include "io/NumberParser.h"
 #include "io/RecordCountEstimate.h"
-#include "io/RecordReadAhead.h"
 #include "io/Touchstone.h"
+#include "io/TwoFilesApart.h"
 #include "job/VoraJob.h"
 
 namespace {
@@ -28,9 +29,85 @@ int ReadRecord(TextSource& source, std::string& line, TokenList& tokens, int64_t
     return -1;
 }
 
-}  // namespace
+// Both files record by record, side by side: the reading every job's result is defined by.
+int32_t ReadInLockStep(VoraJob& job, TextSource& file1, const std::string& sFile1Name, TextSource& file2,
+                       const std::string& sFile2Name, int64_t E)
+{
+    job.frequencyCount = 0;
+    job.frequencies.clear();
+    job.sFile1Values.Reset(E - 1);
+    job.sFile2Values.Reset(E - 1);
+    // No option line leaves the factor 0.0, so that file's frequencies all read as 0 Hz:
+    // intended, parent tools rely on it.
+    double unitFactor1 = 0.0;
+    double unitFactor2 = 0.0;
 
-int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const std::string& sFile2Name)
+    std::string line1;
+    std::string line2;
+    TokenList tokens1;
+    TokenList tokens2;
+    for (;;) {
+        const int got1 = ReadRecord(file1, line1, tokens1, E, job, "VORA:  Reading a line of S File 1 error \n");
+        if (got1 < 0) return -1;
+        if (got1 == 0) break;
+        const int got2 = ReadRecord(file2, line2, tokens2, E, job, "VORA:  Reading a line of S File 2 error \n");
+        if (got2 < 0) return -1;
+        if (got2 == 0) break;
+
+        // Lock step: an option line of one file uses up whatever record the other file gives.
+        const bool option1 = tokens1[0] == "#";
+        const bool option2 = tokens2[0] == "#";
+        if (option1) {
+            unitFactor1 = FrequencyUnitFactor(TokenOrEmpty(tokens1, 1));
+            job.sFile1Format.assign(TokenOrEmpty(tokens1, 3));
+        }
+        if (option2) {
+            unitFactor2 = FrequencyUnitFactor(TokenOrEmpty(tokens2, 1));
+            job.sFile2Format.assign(TokenOrEmpty(tokens2, 3));
+        }
+        if (option1 || option2) continue;
+
+        // The same wording as the whole-structure reader: parent tools match this line.
+        if (static_cast<int64_t>(tokens1.size()) != E || static_cast<int64_t>(tokens2.size()) != E) {
+            job.logStream << "VORA:  Reading a frequency line of Whole S File error \n";
+            return -1;
+        }
+        if (E < 2) {
+            job.logStream << "VORA:  Readin WS each freq-s line error. \n";
+            return -1;
+        }
+        const double f1 = ParseNumber(tokens1[0]) * unitFactor1;
+        const double f2 = ParseNumber(tokens2[0]) * unitFactor2;
+        if (!(f1 == f2)) {
+            job.logStream << "VORA:  Reading S File frequency error \n";
+            job.logStream << "The two S files should be with same frequency points. Difference exists at frequency id : "
+                          << job.frequencyCount + 1 << "\n";
+            return -1;
+        }
+        if (job.frequencyCount == 0) {
+            // Sized from the file lengths once, so that the tables never move while they grow.
+            const size_t expected1 = EstimateRecordCount(sFile1Name, RecordTextBytes(tokens1));
+            const size_t expected2 = EstimateRecordCount(sFile2Name, RecordTextBytes(tokens2));
+            job.frequencies.reserve(std::min(expected1, expected2));
+            job.sFile1Values.Reserve(expected1);
+            job.sFile2Values.Reserve(expected2);
+        }
+        job.frequencies.push_back(f1);
+        double* values1 = job.sFile1Values.Append();
+        double* values2 = job.sFile2Values.Append();
+        for (int64_t k = 1; k < E; ++k) values1[k - 1] = ParseNumber(tokens1[static_cast<size_t>(k)]);
+        for (int64_t k = 1; k < E; ++k) values2[k - 1] = ParseNumber(tokens2[static_cast<size_t>(k)]);
+        ++job.frequencyCount;
+    }
+
+    if (static_cast<size_t>(job.frequencyCount) != job.frequencies.size()) {
+        job.logStream << "VORA:  Readin WS each freq number error. \n";
+        return -1;
+    }
+    return 0;
+}
+
+int32_t ReadTwoFiles(VoraJob& job, const std::string& sFile1Name, const std::string& sFile2Name, bool apartFirst)
 {
     TextSource file1;
     TextSource file2;
@@ -60,79 +137,35 @@ int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const st
         return -1;
     }
     const int64_t E = 2 * N * N + 1;
-    job.frequencyCount = 0;
-    job.frequencies.clear();
-    job.sFile1Values.Reset(E - 1);
-    job.sFile2Values.Reset(E - 1);
-    // No option line leaves the factor 0.0, so that file's frequencies all read as 0 Hz:
-    // intended, parent tools rely on it.
-    double unitFactor1 = 0.0;
-    double unitFactor2 = 0.0;
 
-    std::string line1;
-    TokenList tokens1;
-    // The second file is read and converted by a helper thread in step with this loop.
-    RecordReadAhead file2Lines(file2, E, FileBytes(sFile2Name));
-    for (;;) {
-        const int got1 = ReadRecord(file1, line1, tokens1, E, job, "VORA:  Reading a line of S File 1 error \n");
-        if (got1 < 0) return -1;
-        if (got1 == 0) break;
-        const AheadLine& record2 = file2Lines.Next();
-        if (record2.status == LineStatus::Bad) {
-            job.logStream << "VORA:  Reading a line of S File 2 error \n";
+    // Files that are not plain files (a pipe) could not be read a second time.
+    if (apartFirst && E >= 2 && FileBytes(sFile1Name) > 0 && FileBytes(sFile2Name) > 0) {
+        if (ReadTwoFilesApart(job, file1, sFile1Name, file2, sFile2Name, E)) return 0;
+        // The files hold something only the lock-step loop reproduces: it reads them again
+        // from their start, without the values read so far taking room meanwhile.
+        job.sFile1Values.Release();
+        job.sFile2Values.Release();
+        std::vector<double>().swap(job.frequencies);
+        if (!file1.Open(sFile1Name)) {
+            job.logStream << "VORA:: Could not find S parameter file: " << sFile1Name << "\n";
             return -1;
         }
-        if (record2.status == LineStatus::EndOfData) break;
-
-        // Lock step: an option line of one file uses up whatever record the other file gives.
-        const bool option1 = tokens1[0] == "#";
-        const bool option2 = record2.option;
-        if (option1) {
-            unitFactor1 = FrequencyUnitFactor(TokenOrEmpty(tokens1, 1));
-            job.sFile1Format.assign(TokenOrEmpty(tokens1, 3));
-        }
-        if (option2) {
-            unitFactor2 = FrequencyUnitFactor(record2.unit);
-            job.sFile2Format.assign(record2.format);
-        }
-        if (option1 || option2) continue;
-
-        // The same wording as the whole-structure reader: parent tools match this line.
-        if (static_cast<int64_t>(tokens1.size()) != E || static_cast<int64_t>(record2.tokenCount) != E) {
-            job.logStream << "VORA:  Reading a frequency line of Whole S File error \n";
+        if (!file2.Open(sFile2Name)) {
+            job.logStream << "VORA:: Could not find S parameter file: " << sFile2Name << "\n";
             return -1;
         }
-        if (E < 2) {
-            job.logStream << "VORA:  Readin WS each freq-s line error. \n";
-            return -1;
-        }
-        const double f1 = ParseNumber(tokens1[0]) * unitFactor1;
-        const double f2 = record2.numbers[0] * unitFactor2;
-        if (!(f1 == f2)) {
-            job.logStream << "VORA:  Reading S File frequency error \n";
-            job.logStream << "The two S files should be with same frequency points. Difference exists at frequency id : "
-                          << job.frequencyCount + 1 << "\n";
-            return -1;
-        }
-        if (job.frequencyCount == 0) {
-            // Sized from the file lengths once, so that the tables never move while they grow.
-            const size_t expected1 = EstimateRecordCount(sFile1Name, RecordTextBytes(tokens1));
-            const size_t expected2 = EstimateRecordCount(sFile2Name, record2.textBytes);
-            job.frequencies.reserve(std::min(expected1, expected2));
-            job.sFile1Values.Reserve(expected1);
-            job.sFile2Values.Reserve(expected2);
-        }
-        job.frequencies.push_back(f1);
-        double* values1 = job.sFile1Values.Append();
-        double* values2 = job.sFile2Values.Append();
-        for (int64_t k = 1; k < E; ++k) values1[k - 1] = ParseNumber(tokens1[static_cast<size_t>(k)]);
-        std::copy(record2.numbers.begin() + 1, record2.numbers.end(), values2);
-        ++job.frequencyCount;
     }
+    return ReadInLockStep(job, file1, sFile1Name, file2, sFile2Name, E);
+}
 
-    if (static_cast<size_t>(job.frequencyCount) != job.frequencies.size()) {
-        job.logStream << "VORA:  Readin WS each freq number error. \n";
-        return -1;
-    }
-    return 0;
+}  // namespace
+
+int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const std::string& sFile2Name)
+{
+    return ReadTwoFiles(job, sFile1Name, sFile2Name, true);
+}
+
+int32_t ReadTwoSparamFilesInLockStep(VoraJob& job, const std::string& sFile1Name, const std::string& sFile2Name)
+{
+    return ReadTwoFiles(job, sFile1Name, sFile2Name, false);
 }
