@@ -2,6 +2,10 @@
 
 #include <array>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 // The white space of formatted stream input in the "C" locale; "\r" of a CRLF file is one.
@@ -12,6 +16,30 @@ constexpr std::array<bool, 256> kSpaceTable = [] {
     return table;
 }();
 bool IsSpace(char c) { return kSpaceTable[static_cast<unsigned char>(c)]; }
+
+// The end of the word starting at i: the first white space at or after i, or n. Sixteen
+// characters at a time where the processor allows: every white space character is at most
+// 0x20, so only such bytes are looked up (control characters below 0x20 that are not white
+// space are part of the word).
+size_t WordEnd(const char* chars, size_t i, size_t n)
+{
+#if defined(__SSE2__)
+    const __m128i space = _mm_set1_epi8(0x20);
+    while (i + 16 <= n) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(chars + i));
+        // Bytes that are at most 0x20 as unsigned numbers.
+        auto candidates = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(block, space), block)));
+        while (candidates != 0) {
+            const auto at = static_cast<size_t>(__builtin_ctz(candidates));
+            if (IsSpace(chars[i + at])) return i + at;
+            candidates &= candidates - 1;
+        }
+        i += 16;
+    }
+#endif
+    while (i < n && !IsSpace(chars[i])) ++i;
+    return i;
+}
 
 bool IsBlank(std::string_view line)
 {
@@ -34,7 +62,7 @@ void AppendTokens(std::string_view text, size_t from, TokenList& tokens)
         while (i < n && IsSpace(chars[i])) ++i;
         if (i == n) break;
         const size_t wordStart = i;
-        while (i < n && !IsSpace(chars[i])) ++i;
+        i = WordEnd(chars, i, n);
         const size_t length = i - wordStart;
         if (inQuote) {
             tokens.ExtendLast(text.substr(wordStart, length));

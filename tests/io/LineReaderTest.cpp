@@ -49,6 +49,39 @@ TEST(SplitTokens, SeparatesOnWhiteSpaceAndKeepsQuotedWordsTogether)
     EXPECT_EQ(split(" \t\r"), "");
 }
 
+// Words of any length against the sixteen-at-a-time scan: white space of every kind at every
+// place of a block, and bytes near it that are not white space (other control characters,
+// bytes above 0x7f) inside words.
+TEST(SplitTokens, LongLinesOfMixedBytesSplitLikeACharacterLoop)
+{
+    // Fifteen word characters (a NUL among them), then the six white space characters.
+    const std::string alphabet = std::string("ab0.e-+\x01\x1f\x7f\x80\xff!\"") + '\0' + " \t\n\v\f\r";
+    const auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    std::mt19937 random(5);
+    for (int trial = 0; trial < 20000; ++trial) {
+        std::string line(static_cast<size_t>(random() % 80), ' ');
+        // Long runs of one word character now and then, so that words span several blocks.
+        const bool longWords = trial % 4 == 0;
+        for (char& c : line) c = alphabet[random() % (longWords ? 9 : alphabet.size())];
+        if (longWords)
+            for (int k = 0; k < 3 && !line.empty(); ++k) line[random() % line.size()] = alphabet[15 + random() % 6];
+        std::string expected;
+        for (size_t i = 0; i < line.size();) {
+            while (i < line.size() && isSpace(line[i])) ++i;
+            const size_t start = i;
+            while (i < line.size() && !isSpace(line[i])) ++i;
+            if (i > start) expected += (expected.empty() ? "" : "|") + line.substr(start, i - start);
+        }
+        TokenList tokens;
+        SplitTokens(line, tokens);
+        std::string got;
+        for (size_t i = 0; i < tokens.size(); ++i) got += (i > 0 ? "|" : "") + std::string(tokens[i]);
+        // A word opening with '"' joins the words after it; only lines without one compare.
+        if (line.find('"') != std::string::npos) continue;
+        ASSERT_EQ(got, expected) << "trial " << trial;
+    }
+}
+
 TEST(ReadLogicalLine, MapModeSkipsStarCommentsAndJoinsPlusLines)
 {
     const std::string text = "* comment\nPN 4\n\n\r\n  \t\n! not a comment\n# ordinary\nLAST 1 2";
