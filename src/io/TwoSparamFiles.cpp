@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "io/LineReader.h"
@@ -107,18 +108,24 @@ int32_t ReadInLockStep(VoraJob& job, TextSource& file1, const std::string& sFile
     return 0;
 }
 
+// Opens both files from their start; false after logging the first that cannot be opened.
+bool OpenBoth(VoraJob& job, TextSource& file1, const std::string& sFile1Name, TextSource& file2,
+              const std::string& sFile2Name)
+{
+    for (auto [file, name] : {std::pair{&file1, &sFile1Name}, std::pair{&file2, &sFile2Name}}) {
+        if (!file->Open(*name)) {
+            job.logStream << "VORA:: Could not find S parameter file: " << *name << "\n";
+            return false;
+        }
+    }
+    return true;
+}
+
 int32_t ReadTwoFiles(VoraJob& job, const std::string& sFile1Name, const std::string& sFile2Name, bool apartFirst)
 {
     TextSource file1;
     TextSource file2;
-    if (!file1.Open(sFile1Name)) {
-        job.logStream << "VORA:: Could not find S parameter file: " << sFile1Name << "\n";
-        return -1;
-    }
-    if (!file2.Open(sFile2Name)) {
-        job.logStream << "VORA:: Could not find S parameter file: " << sFile2Name << "\n";
-        return -1;
-    }
+    if (!OpenBoth(job, file1, sFile1Name, file2, sFile2Name)) return -1;
 
     if (!job.outputStream || !job.outputStream->IsOpen()) {
         job.outputStream = std::make_unique<OutputFile>();
@@ -146,14 +153,7 @@ int32_t ReadTwoFiles(VoraJob& job, const std::string& sFile1Name, const std::str
         job.sFile1Values.Release();
         job.sFile2Values.Release();
         std::vector<double>().swap(job.frequencies);
-        if (!file1.Open(sFile1Name)) {
-            job.logStream << "VORA:: Could not find S parameter file: " << sFile1Name << "\n";
-            return -1;
-        }
-        if (!file2.Open(sFile2Name)) {
-            job.logStream << "VORA:: Could not find S parameter file: " << sFile2Name << "\n";
-            return -1;
-        }
+        if (!OpenBoth(job, file1, sFile1Name, file2, sFile2Name)) return -1;
     }
     return ReadInLockStep(job, file1, sFile1Name, file2, sFile2Name, E);
 }
