@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <complex>
 
 #include "numerics/LapackBindings.h"
 
@@ -10,8 +9,8 @@ namespace {
 
 constexpr int kOrder = 2;
 
-// ZGEEV's range for the largest entry outside which it scales the matrix first, widened by a
-// factor of two so that a last-bit difference in the norm never decides the path.
+// ZGEEV's range for the largest |entry| outside which it scales the matrix first, narrowed
+// by a factor of two at each end so that no rounding decides the path.
 struct UnscaledRange {
     double low;
     double high;
@@ -48,10 +47,12 @@ int EigenvaluesOf2x2(Complex* A, Complex* w)
 {
     static const UnscaledRange range = MakeUnscaledRange();
     const Complex original[4] = {A[0], A[1], A[2], A[3]};
-    double norm = 0.0;
-    for (int k = 0; k < 4; ++k) norm = std::max(norm, std::abs(A[k]));
-    // A matrix ZGEEV would scale (or a zero one) takes ZGEEV's own way.
-    if (!(norm >= range.low && norm <= range.high)) return EigenvaluesThroughZgeev(original, w);
+    // ZGEEV scales by the largest |entry|, which lies between the largest real or imaginary
+    // part m and m·√2: bounds on m keep the decision clear of the range's ends without a
+    // square root per entry. A matrix ZGEEV would scale (or a zero one) takes its own way.
+    double m = 0.0;
+    for (int k = 0; k < 4; ++k) m = std::max({m, std::fabs(A[k].real()), std::fabs(A[k].imag())});
+    if (!(m >= range.low && m * 1.5 <= range.high)) return EigenvaluesThroughZgeev(original, w);
 
     int ilo = 0;
     int ihi = 0;

@@ -95,7 +95,8 @@ TEST(SmallEigenvalues, BitForBitZgeevOnSpecialMatrices)
 {
     std::mt19937_64 rng(7);
     const Complex special[] = {{0, 0}, {1, 0}, {-1, 0}, {0, 1}, {0, -0.0}, {-0.0, 0}, {2, 2}, {1e-300, 0},
-                               {0, 1e300}, {1e-160, 1e-160}, {1e150, -1e150}, {3, -4}, {1e-20, 0}, {1e20, 1}};
+                               {0, 1e300}, {1e-160, 1e-160}, {1e150, -1e150}, {3, -4}, {1e-20, 0}, {1e20, 1},
+                               {7e-139, -7e-139}, {1.4e138, 0}};  // near the ends of ZGEEV's unscaled range
     const size_t count = sizeof special / sizeof special[0];
     for (size_t a = 0; a < count; ++a)
         for (size_t b = 0; b < count; ++b)
