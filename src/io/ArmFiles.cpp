@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cassert>
-#include <exception>
 #include <cmath>
+#include <exception>
 #include <limits>
 #include <sstream>
 #include <string>
