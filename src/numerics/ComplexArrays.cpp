@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "numerics/LapackBindings.h"
+#include "numerics/SmallEigenvalues.h"
 
 namespace {
 
@@ -214,13 +215,10 @@ int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex
     double* rwork = ScratchOf(realWorkBuffer, static_cast<size_t>(4) * static_cast<size_t>(n));
 
     TransposeArray(n, A);
-    const char noLeftVectors = 'N';
-    const char rightVectors = 'V';
-    int info = 0;
-    // V stands in for the left vectors, which jobvl 'N' never touches; the right
+    // ZGEEV's result (without left vectors) by the routines it runs, without its workspace
+    // queries, which cost more than the arithmetic at the arms' orders. The right
     // eigenvectors land column-major in Vinv.
-    zgeev_(&noLeftVectors, &rightVectors, &order, A, &order, w, V, &order, Vinv, &order, work, &lwork, rwork,
-           &info);
+    const int info = RightEigenvectorsLikeZgeev(order, A, w, Vinv, work, lwork, rwork);
     if (info > 0) return info;
 
     if (sortFlag != 0) {

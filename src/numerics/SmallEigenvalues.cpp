@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "numerics/LapackBindings.h"
 
@@ -79,5 +80,71 @@ int EigenvaluesOf2x2(Complex* A, Complex* w)
     zlahqr_(&wantT, &wantZ, &kOrder, &ilo, &ihi, A, &kOrder, w, &ilo, &ihi, z, &ldz, &info);
     // ZGEEV retries a failed iteration another way; it does that from the original matrix.
     if (info != 0) return EigenvaluesThroughZgeev(original, w);
+    return 0;
+}
+
+namespace {
+
+thread_local std::vector<Complex> originalBuffer;
+
+int RightEigenvectorsThroughZgeev(int n, Complex* A, Complex* w, Complex* V, Complex* work, int lwork, double* rwork)
+{
+    int info = 0;
+    zgeev_("N", "V", &n, A, &n, w, V, &n, V, &n, work, &lwork, rwork, &info);
+    return info;
+}
+
+}  // namespace
+
+int RightEigenvectorsLikeZgeev(int n, Complex* A, Complex* w, Complex* V, Complex* work, int lwork, double* rwork)
+{
+    if (n <= 0) return RightEigenvectorsThroughZgeev(n, A, w, V, work, lwork, rwork);
+    static const UnscaledRange range = MakeUnscaledRange();
+    const size_t count = static_cast<size_t>(n) * static_cast<size_t>(n);
+    double m = 0.0;
+    for (size_t k = 0; k < count; ++k) m = std::max({m, std::fabs(A[k].real()), std::fabs(A[k].imag())});
+    if (!(m >= range.low && m * 1.5 <= range.high)) return RightEigenvectorsThroughZgeev(n, A, w, V, work, lwork, rwork);
+    // Kept for a failed QR iteration, which ZGEEV retries another way.
+    if (originalBuffer.size() < count) originalBuffer.resize(count);
+    std::copy_n(A, count, originalBuffer.data());
+
+    int ilo = 0;
+    int ihi = 0;
+    int info = 0;
+    const int one = 1;
+    double* scale = rwork;
+    zgebal_("B", &n, A, &n, &ilo, &ihi, scale, &info);
+    // Hessenberg reduction, unblocked as ZGEHRD does it with this little workspace; its
+    // reflectors' scalars in work[0, n), the rest of work its scratch.
+    Complex* tau = work;
+    for (int i = 0; i < ilo - 1; ++i) tau[i] = 0.0;
+    for (int i = std::max(1, ihi) - 1; i < n - 1; ++i) tau[i] = 0.0;
+    if (ihi - ilo + 1 > 1) zgehd2_(&n, &ilo, &ihi, A, &n, tau, work + n, &info);
+    // The unitary factor into V, then the Schur form and its vectors.
+    zlacpy_("L", &n, &n, A, &n, V, &n);
+    const int restWork = lwork - n;
+    zunghr_(&n, &ilo, &ihi, V, &n, tau, work + n, &restWork, &info);
+    zhseqr_("S", "V", &n, &ilo, &ihi, A, &n, w, V, &n, work, &lwork, &info);
+    if (info != 0) {
+        std::copy_n(originalBuffer.data(), count, A);
+        return RightEigenvectorsThroughZgeev(n, A, w, V, work, lwork, rwork);
+    }
+    int selected = 0;
+    int found = 0;
+    ztrevc3_("R", "B", &selected, &n, A, &n, V, &n, V, &n, &n, &found, work, &lwork, rwork + n, &n, &info);
+    zgebak_("B", "R", &n, &ilo, &ihi, scale, &n, V, &n, &info);
+    // Each vector of unit length, its largest component real.
+    double* squares = rwork + n;
+    for (int i = 0; i < n; ++i) {
+        Complex* v = V + static_cast<size_t>(i) * static_cast<size_t>(n);
+        const double inverseLength = 1.0 / dznrm2_(&n, v, &one);
+        zdscal_(&n, &inverseLength, v, &one);
+        for (int k = 0; k < n; ++k) squares[k] = v[k].real() * v[k].real() + v[k].imag() * v[k].imag();
+        const int k = idamax_(&n, squares, &one) - 1;
+        const double root = std::sqrt(squares[k]);
+        const Complex turn(v[k].real() / root, -v[k].imag() / root);
+        zscal_(&n, &turn, v, &one);
+        v[k] = Complex(v[k].real(), 0.0);
+    }
     return 0;
 }
