@@ -119,6 +119,13 @@ void ConvertRecordInPlace(CalibrationGroup& group, double* record, bool bShortAr
     }
 }
 
+// An extended group of S files has its records turned into Z short and Y open as they are
+// read (through LAPACK).
+bool ConvertsWhileReading(const CalibrationGroup& group)
+{
+    return group.bExtendedArmSyntax != 0 && group.armKind == 2 && VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged;
+}
+
 // Whether some entry of L lies within kCommonFrequencyTolerance of f. Equal sampling
 // answers at index k; a sorted list is searched, anything else scanned.
 bool HasFrequencyNear(const std::vector<double>& L, bool bAscending, double f, size_t k)
@@ -188,7 +195,7 @@ int32_t ReadOpenOptionLine(CalibrationGroup& group, const TokenList& tokens)
 int32_t ReadShortFile(CalibrationGroup& group, TextSource& input, dcm& converted)
 {
     const bool bExtended = group.bExtendedArmSyntax != 0;
-    const bool bConvert = bExtended && group.armKind == 2 && VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged;
+    const bool bConvert = ConvertsWhileReading(group);
 
     group.shortPortCount = bExtended ? group.portCount : group.nvpl;
     if (!ShortKeepPositions(group.shortPortCount, group.shortKeepPositions)) {
@@ -257,7 +264,7 @@ int32_t ReadShortFile(CalibrationGroup& group, TextSource& input, dcm& converted
 int32_t ReadOpenFile(CalibrationGroup& group, TextSource& input, dcm& converted)
 {
     const bool bExtended = group.bExtendedArmSyntax != 0;
-    const bool bConvert = bExtended && group.armKind == 2 && VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged;
+    const bool bConvert = ConvertsWhileReading(group);
 
     group.openPortCount = bExtended ? group.portCount : 2 * group.nvpl;
     if (!OpenKeepPositions(group.nvpl, group.openKeepPositionsA, group.openKeepPositionsB) && !bExtended) {
@@ -392,8 +399,7 @@ bool WorthTwoThreads(const VoraJob& job)
     if (job.calibrationGroups.size() < 2 || UsableProcessors() < 2) return false;
     size_t bytes = 0;
     for (const CalibrationGroup& group : job.calibrationGroups) {
-        if (group.bExtendedArmSyntax != 0 && group.armKind == 2 && VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged)
-            return false;
+        if (ConvertsWhileReading(group)) return false;
         bytes += FileBytes(group.armFile2Path);
         if (group.armKind != 1) bytes += FileBytes(group.armFile1Path);
     }

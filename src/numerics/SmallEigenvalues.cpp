@@ -25,6 +25,17 @@ UnscaledRange MakeUnscaledRange()
     return {2 * small, 0.5 / small};
 }
 
+// Whether ZGEEV leaves the matrix unscaled, decided clear of the range's ends. ZGEEV scales
+// by the largest |entry|, which lies between the largest real or imaginary part m and
+// m·√2, so bounds on m decide without a square root per entry.
+bool ClearlyUnscaled(size_t count, const Complex* A)
+{
+    static const UnscaledRange range = MakeUnscaledRange();
+    double m = 0.0;
+    for (size_t k = 0; k < count; ++k) m = std::max({m, std::fabs(A[k].real()), std::fabs(A[k].imag())});
+    return m >= range.low && m * 1.5 <= range.high;
+}
+
 // ZGEEV itself, with the workspace it asks for.
 int EigenvaluesThroughZgeev(const Complex* original, Complex* w)
 {
@@ -46,14 +57,9 @@ int EigenvaluesThroughZgeev(const Complex* original, Complex* w)
 
 int EigenvaluesOf2x2(Complex* A, Complex* w)
 {
-    static const UnscaledRange range = MakeUnscaledRange();
     const Complex original[4] = {A[0], A[1], A[2], A[3]};
-    // ZGEEV scales by the largest |entry|, which lies between the largest real or imaginary
-    // part m and m·√2: bounds on m keep the decision clear of the range's ends without a
-    // square root per entry. A matrix ZGEEV would scale (or a zero one) takes its own way.
-    double m = 0.0;
-    for (int k = 0; k < 4; ++k) m = std::max({m, std::fabs(A[k].real()), std::fabs(A[k].imag())});
-    if (!(m >= range.low && m * 1.5 <= range.high)) return EigenvaluesThroughZgeev(original, w);
+    // A matrix ZGEEV would scale (or a zero one) takes its own way.
+    if (!ClearlyUnscaled(4, A)) return EigenvaluesThroughZgeev(original, w);
 
     int ilo = 0;
     int ihi = 0;
@@ -99,11 +105,8 @@ int RightEigenvectorsThroughZgeev(int n, Complex* A, Complex* w, Complex* V, Com
 int RightEigenvectorsLikeZgeev(int n, Complex* A, Complex* w, Complex* V, Complex* work, int lwork, double* rwork)
 {
     if (n <= 0) return RightEigenvectorsThroughZgeev(n, A, w, V, work, lwork, rwork);
-    static const UnscaledRange range = MakeUnscaledRange();
     const size_t count = static_cast<size_t>(n) * static_cast<size_t>(n);
-    double m = 0.0;
-    for (size_t k = 0; k < count; ++k) m = std::max({m, std::fabs(A[k].real()), std::fabs(A[k].imag())});
-    if (!(m >= range.low && m * 1.5 <= range.high)) return RightEigenvectorsThroughZgeev(n, A, w, V, work, lwork, rwork);
+    if (!ClearlyUnscaled(count, A)) return RightEigenvectorsThroughZgeev(n, A, w, V, work, lwork, rwork);
     // Kept for a failed QR iteration, which ZGEEV retries another way.
     if (originalBuffer.size() < count) originalBuffer.resize(count);
     std::copy_n(A, count, originalBuffer.data());
