@@ -417,15 +417,16 @@ void AssembleErrorNetwork(VoraJob& job, size_t k)
 
 namespace {
 
-// Frequencies [begin, end) de-embedded into job.vdcm_Sout. false on the first failure.
-bool DeembedFrequencies(VoraJob& job, std::vector<ArmDerivation>& derivations, size_t begin, size_t end)
+// Frequencies [begin, end) de-embedded into job.vdcm_Sout, as far as the first that fails:
+// its index, or `end`.
+size_t DeembedFrequencies(VoraJob& job, std::vector<ArmDerivation>& derivations, size_t begin, size_t end)
 {
     const int32_t N = static_cast<int32_t>(job.portCount);
     dcm& X = job.scratch1;
     dcm& T = job.scratch2;
     for (size_t k = begin; k < end; ++k) {
         for (size_t g = 0; g < job.calibrationGroups.size(); ++g)
-            if (!DeriveArmAt(job.calibrationGroups[g], derivations[g], k, 0)) return false;
+            if (!DeriveArmAt(job.calibrationGroups[g], derivations[g], k, 0)) return k;
 
         const double* whole = job.wholeValues[k];
         for (int32_t e = 0; e < N * N; ++e) job.Swhole.data[e] = Complex(whole[2 * e], whole[2 * e + 1]);
@@ -435,13 +436,13 @@ bool DeembedFrequencies(VoraJob& job, std::vector<ArmDerivation>& derivations, s
         // Sd = (Sba·(S - Saa)^-1·Sab + Sbb)^-1, the products formed in this order.
         X.Assign(job.Swhole);
         X -= job.Saa;
-        if (!Inverse(X, T)) return false;
+        if (!Inverse(X, T)) return k;
         Multiply(job.Sba, T, X);
         Multiply(X, job.Sab, T);
         T += job.Sbb;
-        if (!Inverse(T, job.vdcm_Sout[k])) return false;
+        if (!Inverse(T, job.vdcm_Sout[k])) return k;
     }
-    return true;
+    return end;
 }
 
 }  // namespace
@@ -460,11 +461,13 @@ bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job)
     std::vector<ArmDerivation> derivations(job.calibrationGroups.size());
     for (size_t g = 0; g < job.calibrationGroups.size(); ++g) derivations[g].Prepare(job.calibrationGroups[g]);
 
-    // The frequencies do not depend on each other: a child process de-embeds half of them
+    // The frequencies do not depend on each other: a child process de-embeds some of them
     // into the shared output matrices while this one does the rest.
     job.vdcm_Sout.ResizeAllShared(job.frequencyCount, static_cast<int32_t>(job.portCount));
-    return SplitAcrossProcesses(static_cast<size_t>(job.frequencyCount), kFrequenciesWorthAProcess,
-                                [&](size_t begin, size_t end) { return DeembedFrequencies(job, derivations, begin, end); });
+    const size_t K = static_cast<size_t>(job.frequencyCount);
+    return SplitAcrossProcesses(K, kFrequenciesWorthAProcess, [&](size_t begin, size_t end) {
+               return DeembedFrequencies(job, derivations, begin, end);
+           }) == K;
 }
 
 void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)

@@ -77,11 +77,11 @@ uint64_t WholeHertz(double f)
 }
 
 // Where and why one part of the frequencies stopped. Zero bytes read as no failure.
-struct PartFailure {
+// Why a frequency could not be solved.
+struct Failure {
     enum Kind : int32_t { None = 0, NotFinite, NoEigenvalues };
     Kind kind;
     int32_t info;  // ZGEEV's, for NoEigenvalues
-    size_t k;
 };
 
 // Below this many frequencies a child process costs more than it saves.
@@ -171,50 +171,44 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
     dcm& T2 = job.T2;
     T1.Resize(2);
     T2.Resize(2);
-    // The result of every frequency and the failure of each of the two parts, filled by
-    // two processes at once. A part stops at its first failure; nothing after the first
-    // failure overall is read.
-    SharedRegion shared(K * sizeof(Complex) + 2 * sizeof(PartFailure));
-    PartFailure* failures = static_cast<PartFailure*>(shared.data());
-    Complex* g = reinterpret_cast<Complex*>(failures + 2);
-    const auto solve = [&](size_t begin, size_t end) {
-        PartFailure& failure = failures[begin == 0 ? 0 : 1];
-        Complex S1[4] = {};
-        Complex S2[4] = {};
-        Complex A[4] = {};
-        Complex w[2] = {};
-        for (size_t k = begin; k < end; ++k) {
-            FillSparam(job.sFile1Values[k], format1, S1);
-            FillSparam(job.sFile2Values[k], format2, S2);
-            MakeReciprocal(S1);
-            MakeReciprocal(S2);
-            SparamToTransfer(S1, T1.data);
-            SparamToTransfer(S2, T2.data);
-            Invert2x2(T1.data);
+    // The result of every frequency, filled by two processes at once; nothing after the
+    // first failure is read.
+    SharedRegion shared(K * sizeof(Complex));
+    Complex* g = static_cast<Complex*>(shared.data());
+    Complex S1[4] = {};
+    Complex S2[4] = {};
+    Complex A[4] = {};
+    Complex w[2] = {};
+    const auto solveAt = [&](size_t k) -> Failure {
+        FillSparam(job.sFile1Values[k], format1, S1);
+        FillSparam(job.sFile2Values[k], format2, S2);
+        MakeReciprocal(S1);
+        MakeReciprocal(S2);
+        SparamToTransfer(S1, T1.data);
+        SparamToTransfer(S2, T2.data);
+        Invert2x2(T1.data);
 
-            // P = T2·T1^-1. The solver wants P's transpose in column order, which is P's own
-            // row-major layout.
-            for (int r = 0; r < 2; ++r)
-                for (int c = 0; c < 2; ++c) A[2 * r + c] = T2(r, 0) * T1(0, c) + T2(r, 1) * T1(1, c);
+        // P = T2·T1^-1. The solver wants P's transpose in column order, which is P's own
+        // row-major layout.
+        for (int r = 0; r < 2; ++r)
+            for (int c = 0; c < 2; ++c) A[2 * r + c] = T2(r, 0) * T1(0, c) + T2(r, 1) * T1(1, c);
 
-            // A zero S21 or a singular T1 leaves infinities or NaNs here, on which ZGEEV may
-            // never return (or complains on the console): the step fails instead.
-            if (!IsFiniteArray(4, A)) {
-                failure = {PartFailure::NotFinite, 0, k};
-                return false;
-            }
-            const int info = EigenvaluesOf2x2(A, w);
-            if (info != 0) {
-                failure = {PartFailure::NoEigenvalues, info, k};
-                return false;
-            }
-            g[k] = 1.0 / w[1];
-        }
-        return true;
+        // A zero S21 or a singular T1 leaves infinities or NaNs here, on which ZGEEV may
+        // never return (or complains on the console): the step fails instead.
+        if (!IsFiniteArray(4, A)) return {Failure::NotFinite, 0};
+        const int info = EigenvaluesOf2x2(A, w);
+        if (info != 0) return {Failure::NoEigenvalues, info};
+        g[k] = 1.0 / w[1];
+        return {Failure::None, 0};
     };
-    const bool solvedAll = SplitAcrossProcesses(K, kFrequenciesWorthAProcess, solve);
-    const PartFailure& failed = failures[0].kind != PartFailure::None ? failures[0] : failures[1];
-    const size_t solved = solvedAll ? K : failed.k;
+    const size_t solved = SplitAcrossProcesses(K, kFrequenciesWorthAProcess, [&](size_t begin, size_t end) {
+        for (size_t k = begin; k < end; ++k)
+            if (solveAt(k).kind != Failure::None) return k;
+        return end;
+    });
+    // Only the index of the first failure comes back from the processes; the same
+    // arithmetic on the same values fails the same way here.
+    const Failure failed = solved < K ? solveAt(solved) : Failure{Failure::None, 0};
 
     // The stream's fixed format with 15 decimals, written without the stream.
     const auto formatLine = [&](size_t k, char* line) {
@@ -228,9 +222,9 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
     };
     WriteLinesInOrder(solved, kLineRoom, formatLine, [&](const char* text, size_t length) { WriteInPieces(out, text, length); });
 
-    if (!solvedAll) {
+    if (solved < K) {
         job.logStream << "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: ";
-        if (failed.kind == PartFailure::NotFinite)
+        if (failed.kind == Failure::NotFinite)
             job.logStream << "the matrix is not finite at frequency id : " << solved + 1 << "\n";
         else
             job.logStream << failed.info << "\n";

@@ -8,15 +8,66 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
+#include <new>
 #include <vector>
+
+#include "parallel/SharedRegion.h"
 
 namespace {
 
-// What the child reports through the pipe: its part succeeded, failed, or threw.
-constexpr char kPartSucceeded = 0;
-constexpr char kPartFailed = 1;
-constexpr char kPartThrew = 2;
+// What the child reports through the pipe: it took runs until none was left (its failures
+// are in the shared state), or it threw.
+constexpr char kPartDone = 0;
+constexpr char kPartThrew = 1;
+
+// The runs a split is cut into: small enough that the two processes end close together,
+// large enough that handing them out costs nothing next to the work.
+constexpr size_t kRunsPerSplit = 256;
+
+// Who did a run, kept in shared memory so that a lost child's runs can be found.
+constexpr uint8_t kParent = 1;
+constexpr uint8_t kChild = 2;
+
+// What both processes share: the next index to hand out and the first failure so far.
+// Lock-free atomics work across processes in a shared mapping.
+struct Sharing {
+    Sharing(size_t count, size_t runLength) : count(count), runLength(runLength), next(0), firstFailure(count) {}
+    static_assert(std::atomic<size_t>::is_always_lock_free && std::atomic<uint8_t>::is_always_lock_free);
+
+    // Runs [begin, begin + runLength) unless it starts past the first failure; false then.
+    bool Do(size_t begin, const std::function<size_t(size_t, size_t)>& work)
+    {
+        if (begin >= count || begin > firstFailure.load()) return false;
+        const size_t end = std::min(count, begin + runLength);
+        const size_t failed = work(begin, end);
+        if (failed < end) {
+            size_t seen = firstFailure.load();
+            while (failed < seen && !firstFailure.compare_exchange_weak(seen, failed)) {
+            }
+        }
+        return true;
+    }
+
+    // Takes the next run until none is left that may be wanted.
+    void TakeRuns(std::atomic<uint8_t>* owners, uint8_t self, const std::function<size_t(size_t, size_t)>& work)
+    {
+        for (;;) {
+            const size_t begin = next.fetch_add(runLength);
+            if (begin >= count) return;
+            owners[begin / runLength].store(self, std::memory_order_relaxed);
+            if (!Do(begin, work)) return;
+        }
+    }
+
+    const size_t count;
+    const size_t runLength;
+    std::atomic<size_t> next;
+    std::atomic<size_t> firstFailure;
+};
 
 void Reap(pid_t pid)
 {
@@ -77,16 +128,27 @@ int UsableProcessors()
     return count > 0 ? count : 1;
 }
 
-bool SplitAcrossProcesses(size_t count, size_t minCount, const std::function<bool(size_t begin, size_t end)>& work)
+size_t SplitAcrossProcesses(size_t count, size_t minCount, const std::function<size_t(size_t begin, size_t end)>& work)
 {
-    if (count == 0) return true;
+    if (count == 0) return 0;
     answeredChildren.ReapAll();
+    if (count < minCount || count < 2 || UsableProcessors() < 2) return work(0, count);
 
-    const size_t split = count / 2;
+    const size_t runLength = (count + kRunsPerSplit - 1) / kRunsPerSplit;
+    const size_t runs = (count + runLength - 1) / runLength;
+    SharedRegion region;
+    try {
+        region = SharedRegion(sizeof(Sharing) + runs * sizeof(std::atomic<uint8_t>));
+    } catch (const std::bad_alloc&) {
+        return work(0, count);
+    }
+    Sharing& sharing = *new (region.data()) Sharing{count, runLength};
+    std::atomic<uint8_t>* const owners = new (static_cast<char*>(region.data()) + sizeof(Sharing)) std::atomic<uint8_t>[runs];
+
     int answer[2] = {-1, -1};
-    const bool twoParts = count >= minCount && count >= 2 && UsableProcessors() >= 2 && ::pipe2(answer, O_CLOEXEC) == 0;
+    if (::pipe2(answer, O_CLOEXEC) != 0) return work(0, count);
     const pid_t parent = ::getpid();
-    const pid_t pid = twoParts ? ::fork() : -1;
+    const pid_t pid = ::fork();
     if (pid == 0) {
         // A parent killed from outside (a tool's time-out) takes the child with it, so no
         // orphan keeps computing, or holding the console and output files open.
@@ -98,29 +160,32 @@ bool SplitAcrossProcesses(size_t count, size_t minCount, const std::function<boo
         ::close(answer[0]);
         char code = kPartThrew;
         try {
-            code = work(split, count) ? kPartSucceeded : kPartFailed;
+            sharing.TakeRuns(owners, kChild, work);
+            code = kPartDone;
         } catch (...) {
             code = kPartThrew;
         }
         const ssize_t written = ::write(answer[1], &code, 1);
         ::_exit(written == 1 ? 0 : 1);
     }
+    ::close(answer[1]);
     if (pid < 0) {
-        if (twoParts) {
-            ::close(answer[0]);
-            ::close(answer[1]);
-        }
-        return work(0, split) && work(split, count);
+        ::close(answer[0]);
+        return work(0, count);
     }
 
-    ::close(answer[1]);
-    // A failed lower part decides the answer: the child is stopped by the guard.
-    ChildGuard guard{pid, answer[0]};
-    if (!work(0, split)) return false;
-    const int code = ReadAnswer(answer[0]);
-    answeredChildren.pids.push_back(pid);  // may throw: the guard still reaps the child
-    guard.pid = -1;
-    if (code == kPartSucceeded) return true;
-    if (code == kPartFailed) return false;
-    return work(split, count);
+    {
+        // An exception of this process's runs stops the child (the guard).
+        ChildGuard guard{pid, answer[0]};
+        sharing.TakeRuns(owners, kParent, work);
+        const int code = ReadAnswer(answer[0]);
+        answeredChildren.pids.push_back(pid);  // may throw: the guard still reaps the child
+        guard.pid = -1;
+        if (code == kPartDone) return sharing.firstFailure.load();
+    }
+    // The child's runs are lost, including one it took but had not yet marked: every run
+    // this process did not do is done again, in order, as far as the first failure.
+    for (size_t r = 0; r < runs; ++r)
+        if (owners[r].load(std::memory_order_relaxed) != kParent && !sharing.Do(r * runLength, work)) break;
+    return sharing.firstFailure.load();
 }

@@ -5,6 +5,9 @@
 
 #include <sys/wait.h>
 
+#include <sched.h>
+
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <functional>
@@ -12,75 +15,138 @@
 #include <cstdint>
 #include <new>
 #include <set>
+#include <vector>
 #include <stdexcept>
 
 #include "parallel/SharedRegion.h"
 
 namespace {
 
-// What the work wrote per index: its value and the process that wrote it.
+// What the work did per index, in shared memory: how often it ran, its value and the
+// process that wrote it.
 struct Written {
+    int32_t runs;
     int64_t value;
     pid_t writer;
 };
 
 struct Recorder {
-    explicit Recorder(size_t count) : region(count * sizeof(Written)), count(count) {}
-    Written* at() const { return static_cast<Written*>(region.data()); }
-    bool Fill(size_t begin, size_t end) const
+    // A flag in the first slot, the indices after it.
+    explicit Recorder(size_t count) : region((count + 1) * sizeof(Written)), count(count) {}
+    int32_t* othersWrote() const { return static_cast<int32_t*>(region.data()); }
+    Written* at() const { return reinterpret_cast<Written*>(static_cast<char*>(region.data()) + sizeof(Written)); }
+    void Fill(size_t k) const
     {
-        for (size_t k = begin; k < end; ++k) at()[k] = {static_cast<int64_t>(k * k), ::getpid()};
-        return true;
+        __atomic_add_fetch(&at()[k].runs, 1, __ATOMIC_SEQ_CST);
+        at()[k].value = static_cast<int64_t>(k * k);
+        at()[k].writer = ::getpid();
+        if (::getpid() != creator) __atomic_store_n(othersWrote(), 1, __ATOMIC_SEQ_CST);
     }
+    size_t Fill(size_t begin, size_t end) const
+    {
+        for (size_t k = begin; k < end; ++k) Fill(k);
+        return end;
+    }
+    // Whether some index has been written by another process than the one that made this.
+    bool OthersWrote() const { return __atomic_load_n(othersWrote(), __ATOMIC_SEQ_CST) != 0; }
     std::set<pid_t> Writers() const
     {
         std::set<pid_t> writers;
         for (size_t k = 0; k < count; ++k) writers.insert(at()[k].writer);
         return writers;
     }
-    bool AllFilled() const
+    bool AllFilledOnce() const
     {
         for (size_t k = 0; k < count; ++k)
-            if (at()[k].value != static_cast<int64_t>(k * k)) return false;
+            if (at()[k].runs != 1 || at()[k].value != static_cast<int64_t>(k * k)) return false;
         return true;
     }
     SharedRegion region;
     size_t count;
+    pid_t creator = ::getpid();
 };
 
-TEST(SplitAcrossProcesses, TheChildsHalfArrivesThroughSharedMemory)
+// Holds this process's first run back until the child has written something, so that both
+// processes surely take part (a child that has not started within seconds fails the test).
+struct WaitForTheChild {
+    const Recorder& r;
+    pid_t self = ::getpid();
+    bool waited = false;
+    void operator()()
+    {
+        if (::getpid() != self || waited) return;
+        waited = true;
+        const auto start = std::chrono::steady_clock::now();
+        while (!r.OthersWrote() && std::chrono::steady_clock::now() - start < std::chrono::seconds(5)) ::sched_yield();
+    }
+};
+
+TEST(SplitAcrossProcesses, EveryIndexIsDoneOnceByOneOfTwoProcesses)
 {
     const pid_t self = ::getpid();
-    for (const size_t count : {size_t{2}, size_t{3}, size_t{1001}}) {
+    for (const size_t count : {size_t{2}, size_t{3}, size_t{255}, size_t{257}, size_t{1001}, size_t{100000}}) {
         Recorder r(count);
-        EXPECT_TRUE(SplitAcrossProcesses(count, 2, [&](size_t b, size_t e) { return r.Fill(b, e); }));
-        EXPECT_TRUE(r.AllFilled()) << count;
-        // The upper half really ran elsewhere (when there is a second processor to run it on).
-        const std::set<pid_t> writers = r.Writers();
+        WaitForTheChild wait{r};
+        EXPECT_EQ(SplitAcrossProcesses(count, 2,
+                                       [&](size_t b, size_t e) {
+                                           wait();
+                                           return r.Fill(b, e);
+                                       }),
+                  count);
+        EXPECT_TRUE(r.AllFilledOnce()) << count;
         if (UsableProcessors() >= 2) {
+            const std::set<pid_t> writers = r.Writers();
             EXPECT_EQ(writers.size(), 2u) << count;
-            EXPECT_EQ(r.at()[0].writer, self);
-            EXPECT_NE(r.at()[count - 1].writer, self);
+            EXPECT_EQ(writers.count(self), 1u) << count;
         }
     }
-    // Below the minimum everything runs here.
+    // Below the minimum everything runs here, in one call.
     Recorder small(10);
-    EXPECT_TRUE(SplitAcrossProcesses(10, 11, [&](size_t b, size_t e) { return small.Fill(b, e); }));
-    EXPECT_TRUE(small.AllFilled());
+    int calls = 0;
+    EXPECT_EQ(SplitAcrossProcesses(10, 11,
+                                   [&](size_t b, size_t e) {
+                                       ++calls;
+                                       return small.Fill(b, e);
+                                   }),
+              10u);
+    EXPECT_EQ(calls, 1);
+    EXPECT_TRUE(small.AllFilledOnce());
     EXPECT_EQ(small.Writers(), std::set<pid_t>{self});
-    EXPECT_TRUE(SplitAcrossProcesses(0, 0, [](size_t, size_t) { return false; }));
+    EXPECT_EQ(SplitAcrossProcesses(0, 0, [](size_t b, size_t) { return b; }), 0u);
 }
 
-TEST(SplitAcrossProcesses, AFailureInEitherHalfIsReported)
+// The answer is the first failing index of all, wherever the failures fall, and runs far
+// past a failure are not begun.
+TEST(SplitAcrossProcesses, TheFirstFailureOfAllIsTheAnswer)
 {
-    for (const size_t failing : {size_t{10}, size_t{900}}) {
-        const bool ok = SplitAcrossProcesses(1000, 2, [&](size_t b, size_t e) { return !(b <= failing && failing < e); });
-        EXPECT_FALSE(ok) << failing;
+    const size_t count = 100000;
+    const std::vector<std::set<size_t>> cases = {{0}, {5}, {99999}, {70000, 30000, 90000}, {40000, 40001}};
+    for (const std::set<size_t>& failing : cases) {
+        Recorder r(count);
+        WaitForTheChild wait{r};
+        const size_t answer = SplitAcrossProcesses(count, 2, [&](size_t b, size_t e) {
+            wait();
+            for (size_t k = b; k < e; ++k) {
+                if (failing.count(k) != 0) return k;
+                r.Fill(k);
+            }
+            return e;
+        });
+        EXPECT_EQ(answer, *failing.begin());
+        // Everything before the first failure was done.
+        size_t done = 0;
+        for (size_t k = 0; k < count; ++k) done += r.at()[k].runs;
+        for (size_t k = 0; k < *failing.begin(); ++k) {
+            ASSERT_EQ(r.at()[k].runs, 1) << k;
+        }
+        if (*failing.begin() < count / 2) {
+            EXPECT_LT(done, count / 2);
+        }
     }
 }
 
-// A child that dies, exits strangely or throws has its half done again here; an
-// exception of the lower half reaches the caller.
+// A child that dies, exits strangely or throws has its runs done again here; an exception
+// of this process's runs reaches the caller.
 TEST(SplitAcrossProcesses, AChildThatDoesNotEndNormallyIsReplaced)
 {
     const pid_t self = ::getpid();
@@ -88,18 +154,44 @@ TEST(SplitAcrossProcesses, AChildThatDoesNotEndNormallyIsReplaced)
     const auto strangeExit = [&] { ::_exit(77); };
     const auto throws = [&] { throw std::runtime_error("child"); };
     for (const std::function<void()>& end : std::vector<std::function<void()>>{killed, strangeExit, throws}) {
-        Recorder r(100);
-        EXPECT_TRUE(SplitAcrossProcesses(100, 2, [&](size_t b, size_t e) {
-            if (::getpid() != self) end();
-            return r.Fill(b, e);
-        }));
-        EXPECT_TRUE(r.AllFilled());
-        EXPECT_EQ(r.Writers(), std::set<pid_t>{self});
+        for (const size_t failing : {size_t{1000}, size_t{77}}) {
+            Recorder r(1000);
+            // This process's first run waits until the child has taken one (and ended in it).
+            SharedRegion entered(sizeof(int32_t));
+            int32_t* childEntered = static_cast<int32_t*>(entered.data());
+            bool waited = false;
+            const size_t answer = SplitAcrossProcesses(1000, 2, [&](size_t b, size_t e) {
+                if (::getpid() != self) {
+                    __atomic_store_n(childEntered, 1, __ATOMIC_SEQ_CST);
+                    end();
+                } else if (!waited) {
+                    waited = true;
+                    const auto start = std::chrono::steady_clock::now();
+                    while (__atomic_load_n(childEntered, __ATOMIC_SEQ_CST) == 0 &&
+                           std::chrono::steady_clock::now() - start < std::chrono::seconds(5))
+                        ::sched_yield();
+                }
+                for (size_t k = b; k < e; ++k) {
+                    if (k == failing) return k;
+                    r.Fill(k);
+                }
+                return e;
+            });
+            EXPECT_EQ(answer, failing);
+            if (UsableProcessors() >= 2) {
+                EXPECT_EQ(__atomic_load_n(childEntered, __ATOMIC_SEQ_CST), 1);
+            }
+            for (size_t k = 0; k < failing; ++k) {
+                ASSERT_EQ(r.at()[k].runs, 1) << k;
+            }
+            EXPECT_EQ(r.Writers().count(self), 1u);
+            EXPECT_LE(r.Writers().size(), 2u);  // and 0 for indices never reached
+        }
     }
     EXPECT_THROW(static_cast<void>(SplitAcrossProcesses(100, 2,
-                                                        [&](size_t b, size_t) -> bool {
+                                                        [&](size_t b, size_t e) -> size_t {
                                                             if (b == 0) throw std::bad_alloc();
-                                                            return true;
+                                                            return e;
                                                         })),
                  std::bad_alloc);
 }
@@ -124,10 +216,10 @@ TEST(SplitAcrossProcesses, TheChildEndsWithAKilledParent)
     ASSERT_GE(parent, 0);
     if (parent == 0) {
         const pid_t self = ::getpid();
-        static_cast<void>(SplitAcrossProcesses(2, 2, [&](size_t, size_t) {
+        static_cast<void>(SplitAcrossProcesses(2, 2, [&](size_t, size_t e) {
             if (::getpid() != self) __atomic_store_n(worker, ::getpid(), __ATOMIC_SEQ_CST);
             for (;;) ::pause();
-            return true;
+            return e;
         }));
         ::_exit(0);
     }
