@@ -1,6 +1,7 @@
 #include "parallel/OrderedLines.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <condition_variable>
 #include <mutex>
 #include <system_error>
@@ -11,7 +12,10 @@
 
 namespace {
 
+// Chunks of at most this much room, and at least the smaller size while the output gives
+// each thread a few of them.
 constexpr size_t kChunkBytes = size_t{256} << 10;
+constexpr size_t kSmallChunkBytes = size_t{32} << 10;
 constexpr size_t kChunksWorthAThread = 8;
 
 // The formatted text of one chunk of lines, with where each line ends.
@@ -45,7 +49,11 @@ struct Chunk {
 void WriteLinesInOrder(size_t count, size_t maxLineBytes, const std::function<char*(size_t k, char* out)>& format,
                        const std::function<void(const char* text, size_t length)>& write)
 {
-    const size_t perChunk = std::max<size_t>(1, kChunkBytes / std::max<size_t>(1, maxLineBytes));
+    const size_t lineBytes = std::max<size_t>(1, maxLineBytes);
+    // A smaller output is cut into smaller chunks, so that it too is formatted in two threads.
+    const size_t room = count <= kChunkBytes * 2 * kChunksWorthAThread / lineBytes ? count * lineBytes : SIZE_MAX;
+    const size_t chunkBytes = std::clamp(room / (2 * kChunksWorthAThread), kSmallChunkBytes, kChunkBytes);
+    const size_t perChunk = std::max<size_t>(1, chunkBytes / lineBytes);
     const size_t chunks = (count + perChunk - 1) / perChunk;
     const auto first = [&](size_t c) { return c * perChunk; };
     const auto last = [&](size_t c) { return std::min(count, (c + 1) * perChunk); };

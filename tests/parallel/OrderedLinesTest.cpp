@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <mutex>
 #include <set>
@@ -23,17 +24,25 @@ char* FormatLine(size_t k, char* out)
     return out;
 }
 
-// Every line handed over once, whole and in order, for counts on both sides of the chunk
-// boundaries (a chunk holds 256 KiB of room: 2,621 lines of 100 bytes, one of 200 KiB, one
-// of 1 MiB) and of the eight chunks from which a second thread formats; lines longer than a
-// chunk are all formatted by the caller.
+// Every line handed over once, whole and in order, for counts on both sides of the point
+// from which a second thread formats: eight chunks of at least 32 KiB of room (327 lines of
+// 100 bytes each; one line of 200 KiB each). Larger outputs have larger chunks, up to
+// 256 KiB; lines longer than that are all formatted by the caller.
 TEST(WriteLinesInOrder, EveryLineOnceInOrder)
 {
-    for (const size_t room : {size_t{100}, size_t{200} << 10, size_t{1} << 20}) {
-        const size_t perChunk = room == 100 ? 2621 : 1;
-        const bool longerThanAChunk = room > (size_t{256} << 10);
-        for (const size_t count : {size_t{0}, size_t{1}, perChunk - 1 + (perChunk == 1), perChunk, perChunk + 1,
-                                   7 * perChunk, 7 * perChunk + 1, size_t{20000}}) {
+    struct Case {
+        size_t room;
+        std::vector<size_t> counts;
+        size_t firstThreaded;
+    };
+    const std::vector<Case> cases = {
+        {100, {0, 1, 326, 327, 328, 2289, 2290, 5243, 20000, 50000}, 2290},
+        {size_t{200} << 10, {0, 1, 7, 8, 9, 21}, 8},
+        {size_t{1} << 20, {0, 1, 8, 20}, SIZE_MAX},
+    };
+    for (const Case& c : cases) {
+        const size_t room = c.room;
+        for (const size_t count : c.counts) {
             std::vector<std::string> lines;
             std::mutex mutex;
             std::set<std::thread::id> formatters;
@@ -53,7 +62,7 @@ TEST(WriteLinesInOrder, EveryLineOnceInOrder)
                 const size_t length = static_cast<size_t>(FormatLine(k, expected) - expected);
                 ASSERT_EQ(lines[k], std::string(expected, length)) << "room " << room << ", line " << k;
             }
-            if ((count + perChunk - 1) / perChunk >= 8 && !longerThanAChunk) {
+            if (count >= c.firstThreaded) {
                 EXPECT_EQ(formatters.size(), UsableProcessors() >= 2 ? 2u : 1u) << count;
             } else {
                 EXPECT_EQ(formatters.size(), count > 0 ? 1u : 0u) << count;
