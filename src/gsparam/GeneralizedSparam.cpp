@@ -76,7 +76,6 @@ uint64_t WholeHertz(double f)
     return truncateSigned(f);
 }
 
-// Where and why one part of the frequencies stopped. Zero bytes read as no failure.
 // Why a frequency could not be solved.
 struct Failure {
     enum Kind : int32_t { None = 0, NotFinite, NoEigenvalues };
@@ -209,6 +208,7 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
     // Only the index of the first failure comes back from the processes; the same
     // arithmetic on the same values fails the same way here.
     const Failure failed = solved < K ? solveAt(solved) : Failure{Failure::None, 0};
+    assert(solved == K || failed.kind != Failure::None);
 
     // The stream's fixed format with 15 decimals, written without the stream.
     const auto formatLine = [&](size_t k, char* line) {

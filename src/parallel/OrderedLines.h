@@ -10,8 +10,8 @@
 /// calling thread; format(k, out) writes line k at `out` (at most maxLineBytes chars) and
 /// returns its end. A second thread formats every other chunk of lines ahead of the
 /// writer, holding at most a few hundred kilobytes; `format` must therefore be safe to
-/// call from two threads at once. For less than a quarter of a megabyte of room (eight
-/// chunks of the smallest size), for lines longer than the largest chunk, without a second
-/// processor, or when the thread cannot be started, everything is done here.
+/// call from two threads at once. For at most seven chunks of the smallest size (224 KiB of
+/// room), for lines longer than the largest chunk, without a second processor, or when the
+/// thread cannot be started, everything is done here.
 void WriteLinesInOrder(size_t count, size_t maxLineBytes, const std::function<char*(size_t k, char* out)>& format,
                        const std::function<void(const char* text, size_t length)>& write);

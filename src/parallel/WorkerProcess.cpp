@@ -102,8 +102,8 @@ int ReadAnswer(int fd)
     }
 }
 
-// Closes the reading end, and stops and reaps the child when its part is no longer wanted
-// (the lower part failed or threw).
+// Closes the reading end, and stops and reaps the child when its runs are no longer wanted
+// (this process's own runs threw).
 struct ChildGuard {
     pid_t pid;
     int fd;
@@ -132,9 +132,10 @@ size_t SplitAcrossProcesses(size_t count, size_t minCount, const std::function<s
 {
     if (count == 0) return 0;
     answeredChildren.ReapAll();
-    if (count < minCount || count < 2 || UsableProcessors() < 2) return work(0, count);
+    // (The counter runs past `count` by at most a run per process, which must not wrap.)
+    if (count < minCount || count < 2 || count > SIZE_MAX / 2 || UsableProcessors() < 2) return work(0, count);
 
-    const size_t runLength = (count + kRunsPerSplit - 1) / kRunsPerSplit;
+    const size_t runLength = count / kRunsPerSplit + (count % kRunsPerSplit != 0);
     const size_t runs = (count + runLength - 1) / runLength;
     SharedRegion region;
     try {

@@ -31,24 +31,19 @@ struct Written {
 };
 
 struct Recorder {
-    // A flag in the first slot, the indices after it.
-    explicit Recorder(size_t count) : region((count + 1) * sizeof(Written)), count(count) {}
-    int32_t* othersWrote() const { return static_cast<int32_t*>(region.data()); }
-    Written* at() const { return reinterpret_cast<Written*>(static_cast<char*>(region.data()) + sizeof(Written)); }
+    explicit Recorder(size_t count) : region(count * sizeof(Written)), count(count) {}
+    Written* at() const { return static_cast<Written*>(region.data()); }
     void Fill(size_t k) const
     {
         __atomic_add_fetch(&at()[k].runs, 1, __ATOMIC_SEQ_CST);
         at()[k].value = static_cast<int64_t>(k * k);
         at()[k].writer = ::getpid();
-        if (::getpid() != creator) __atomic_store_n(othersWrote(), 1, __ATOMIC_SEQ_CST);
     }
     size_t Fill(size_t begin, size_t end) const
     {
         for (size_t k = begin; k < end; ++k) Fill(k);
         return end;
     }
-    // Whether some index has been written by another process than the one that made this.
-    bool OthersWrote() const { return __atomic_load_n(othersWrote(), __ATOMIC_SEQ_CST) != 0; }
     std::set<pid_t> Writers() const
     {
         std::set<pid_t> writers;
@@ -63,21 +58,36 @@ struct Recorder {
     }
     SharedRegion region;
     size_t count;
-    pid_t creator = ::getpid();
 };
 
-// Holds this process's first run back until the child has written something, so that both
-// processes surely take part (a child that has not started within seconds fails the test).
-struct WaitForTheChild {
-    const Recorder& r;
-    pid_t self = ::getpid();
-    bool waited = false;
+// Flags both processes see. Set(i) raises flag i; WaitFor(i) waits until it is raised, or
+// five seconds have passed (so a broken split fails its test instead of hanging it).
+struct SharedFlags {
+    SharedRegion region{8 * sizeof(int32_t)};
+    int32_t* flag(int i) const { return static_cast<int32_t*>(region.data()) + i; }
+    void Set(int i) const { __atomic_store_n(flag(i), 1, __ATOMIC_SEQ_CST); }
+    bool IsSet(int i) const { return __atomic_load_n(flag(i), __ATOMIC_SEQ_CST) != 0; }
+    bool WaitFor(int i) const
+    {
+        const auto start = std::chrono::steady_clock::now();
+        while (!IsSet(i) && std::chrono::steady_clock::now() - start < std::chrono::seconds(5)) ::sched_yield();
+        return IsSet(i);
+    }
+};
+
+// Holds each process's first run until the other process has one too, so that both surely
+// take part whichever starts first.
+struct BothTakePart {
+    SharedFlags flags;
+    pid_t parent = ::getpid();
+    bool entered = false;  // each process has its own copy after the fork
     void operator()()
     {
-        if (::getpid() != self || waited) return;
-        waited = true;
-        const auto start = std::chrono::steady_clock::now();
-        while (!r.OthersWrote() && std::chrono::steady_clock::now() - start < std::chrono::seconds(5)) ::sched_yield();
+        if (entered) return;
+        entered = true;
+        const int self = ::getpid() == parent ? 0 : 1;
+        flags.Set(self);
+        flags.WaitFor(1 - self);
     }
 };
 
@@ -86,7 +96,7 @@ TEST(SplitAcrossProcesses, EveryIndexIsDoneOnceByOneOfTwoProcesses)
     const pid_t self = ::getpid();
     for (const size_t count : {size_t{2}, size_t{3}, size_t{255}, size_t{257}, size_t{1001}, size_t{100000}}) {
         Recorder r(count);
-        WaitForTheChild wait{r};
+        BothTakePart wait;
         EXPECT_EQ(SplitAcrossProcesses(count, 2,
                                        [&](size_t b, size_t e) {
                                            wait();
@@ -123,7 +133,7 @@ TEST(SplitAcrossProcesses, TheFirstFailureOfAllIsTheAnswer)
     const std::vector<std::set<size_t>> cases = {{0}, {5}, {99999}, {70000, 30000, 90000}, {40000, 40001}};
     for (const std::set<size_t>& failing : cases) {
         Recorder r(count);
-        WaitForTheChild wait{r};
+        BothTakePart wait;
         const size_t answer = SplitAcrossProcesses(count, 2, [&](size_t b, size_t e) {
             wait();
             for (size_t k = b; k < e; ++k) {
@@ -145,6 +155,33 @@ TEST(SplitAcrossProcesses, TheFirstFailureOfAllIsTheAnswer)
     }
 }
 
+// Two failures in runs done at the same time, the later one recorded last: the earlier
+// one is still the answer.
+TEST(SplitAcrossProcesses, ALaterFailureRecordedLastDoesNotHideAnEarlierOne)
+{
+    if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: no child";
+    // 1000 indices make runs of 4: index 40 starts run 10, index 45 lies in run 11.
+    const SharedFlags flags;
+    constexpr int kLaterEntered = 0;
+    constexpr int kEarlierReturned = 1;
+    const size_t answer = SplitAcrossProcesses(1000, 2, [&](size_t b, size_t e) {
+        if (b == 40) {
+            flags.WaitFor(kLaterEntered);  // the other process has taken run 11
+            flags.Set(kEarlierReturned);
+            return b;
+        }
+        if (b == 44) {
+            flags.Set(kLaterEntered);
+            flags.WaitFor(kEarlierReturned);
+            ::usleep(20000);  // long enough for 40 to be recorded first
+            return size_t{45};
+        }
+        return e;
+    });
+    EXPECT_TRUE(flags.IsSet(kLaterEntered));
+    EXPECT_EQ(answer, 40u);
+}
+
 // A child that dies, exits strangely or throws has its runs done again here; an exception
 // of this process's runs reaches the caller.
 TEST(SplitAcrossProcesses, AChildThatDoesNotEndNormallyIsReplaced)
@@ -157,19 +194,15 @@ TEST(SplitAcrossProcesses, AChildThatDoesNotEndNormallyIsReplaced)
         for (const size_t failing : {size_t{1000}, size_t{77}}) {
             Recorder r(1000);
             // This process's first run waits until the child has taken one (and ended in it).
-            SharedRegion entered(sizeof(int32_t));
-            int32_t* childEntered = static_cast<int32_t*>(entered.data());
+            const SharedFlags childEntered;
             bool waited = false;
             const size_t answer = SplitAcrossProcesses(1000, 2, [&](size_t b, size_t e) {
                 if (::getpid() != self) {
-                    __atomic_store_n(childEntered, 1, __ATOMIC_SEQ_CST);
+                    childEntered.Set(0);
                     end();
                 } else if (!waited) {
                     waited = true;
-                    const auto start = std::chrono::steady_clock::now();
-                    while (__atomic_load_n(childEntered, __ATOMIC_SEQ_CST) == 0 &&
-                           std::chrono::steady_clock::now() - start < std::chrono::seconds(5))
-                        ::sched_yield();
+                    childEntered.WaitFor(0);
                 }
                 for (size_t k = b; k < e; ++k) {
                     if (k == failing) return k;
@@ -179,7 +212,7 @@ TEST(SplitAcrossProcesses, AChildThatDoesNotEndNormallyIsReplaced)
             });
             EXPECT_EQ(answer, failing);
             if (UsableProcessors() >= 2) {
-                EXPECT_EQ(__atomic_load_n(childEntered, __ATOMIC_SEQ_CST), 1);
+                EXPECT_TRUE(childEntered.IsSet(0));
             }
             for (size_t k = 0; k < failing; ++k) {
                 ASSERT_EQ(r.at()[k].runs, 1) << k;
@@ -194,6 +227,43 @@ TEST(SplitAcrossProcesses, AChildThatDoesNotEndNormallyIsReplaced)
                                                             return e;
                                                         })),
                  std::bad_alloc);
+}
+
+// An exception of this process's runs stops a child that would never end by itself.
+TEST(SplitAcrossProcesses, AnExceptionHereStopsTheChild)
+{
+    if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: no child";
+    const pid_t tester = ::fork();
+    ASSERT_GE(tester, 0);
+    if (tester == 0) {
+        const pid_t self = ::getpid();
+        const SharedFlags flags;
+        try {
+            static_cast<void>(SplitAcrossProcesses(2, 2, [&](size_t, size_t) -> size_t {
+                if (::getpid() != self) {
+                    flags.Set(0);
+                    for (;;) ::pause();
+                }
+                flags.WaitFor(0);
+                throw std::runtime_error("here");
+            }));
+        } catch (const std::runtime_error&) {
+            ::_exit(0);
+        }
+        ::_exit(1);
+    }
+    int status = 0;
+    pid_t ended = 0;
+    for (int i = 0; i < 1000 && ended == 0; ++i) {
+        ended = ::waitpid(tester, &status, WNOHANG);
+        if (ended == 0) ::usleep(10000);
+    }
+    if (ended == 0) {
+        ::kill(tester, SIGKILL);  // its child goes with it
+        ::waitpid(tester, &status, 0);
+        FAIL() << "the exception did not come back: the child was left running";
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
 // Whether process `pid` has ended (gone, or a zombie nobody has reaped yet).
