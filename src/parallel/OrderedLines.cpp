@@ -1,7 +1,6 @@
 #include "parallel/OrderedLines.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <condition_variable>
 #include <mutex>
 #include <system_error>
@@ -50,9 +49,12 @@ void WriteLinesInOrder(size_t count, size_t maxLineBytes, const std::function<ch
                        const std::function<void(const char* text, size_t length)>& write)
 {
     const size_t lineBytes = std::max<size_t>(1, maxLineBytes);
-    // A smaller output is cut into smaller chunks, so that it too is formatted in two threads.
-    const size_t room = count <= kChunkBytes * 2 * kChunksWorthAThread / lineBytes ? count * lineBytes : SIZE_MAX;
-    const size_t chunkBytes = std::clamp(room / (2 * kChunksWorthAThread), kSmallChunkBytes, kChunkBytes);
+    // An output of no more room than sixteen full chunks is cut into sixteen smaller ones (but
+    // none below the small size), so that it too is formatted in two threads.
+    constexpr size_t kChunksOfASmallOutput = 2 * kChunksWorthAThread;
+    const bool small = count <= kChunksOfASmallOutput * kChunkBytes / lineBytes;
+    const size_t chunkBytes =
+        small ? std::max(count * lineBytes / kChunksOfASmallOutput, kSmallChunkBytes) : kChunkBytes;
     const size_t perChunk = std::max<size_t>(1, chunkBytes / lineBytes);
     const size_t chunks = (count + perChunk - 1) / perChunk;
     const auto first = [&](size_t c) { return c * perChunk; };
