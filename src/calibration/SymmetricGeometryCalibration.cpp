@@ -500,8 +500,8 @@ void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
         *p++ = '\n';
         return p;
     };
-    WriteLinesInOrder(static_cast<size_t>(job.frequencyCount), lineRoom, formatLine,
-                      [&](const char* text, size_t length) { out.write(text, static_cast<std::streamsize>(length)); });
+    WriteTextInOrder(static_cast<size_t>(job.frequencyCount), lineRoom, formatLine,
+                     [&](const char* text, size_t length) { out.write(text, static_cast<std::streamsize>(length)); });
 }
 
 void WritePortLineReport(const VoraJob& job)

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -60,26 +61,29 @@ protected:
     {
         const size_t n = static_cast<size_t>(count);
         const size_t room = static_cast<size_t>(epptr() - pptr());
+        // A large block of text goes to the file directly, after what is buffered: copying
+        // it into the buffer would only add its pages to the run's memory.
+        if (n >= directBytes) {
+            if (!WriteOut()) return 0;
+            return WriteAll(s, n) ? count : 0;
+        }
         if (n <= room) {
             std::memcpy(pptr(), s, n);
             pbump(static_cast<int>(n));
             return count;
         }
-        // Too big for what is left: write out what is buffered, then either buffer the text
-        // or, when it is larger than the buffer itself, write it directly.
+        // Too big for what is left: write out what is buffered, then buffer the text.
         if (!WriteOut()) return 0;
-        if (n < bufferSize) {
-            std::memcpy(pptr(), s, n);
-            pbump(static_cast<int>(n));
-            return count;
-        }
-        return WriteAll(s, n) ? count : 0;
+        std::memcpy(pptr(), s, n);
+        pbump(static_cast<int>(n));
+        return count;
     }
 
     int sync() override { return WriteOut() ? 0 : -1; }
 
 private:
     static constexpr size_t bufferSize = VORA_OUTPUT_BUFFER_BYTES;
+    static constexpr size_t directBytes = std::min(bufferSize, size_t{16} << 10);
 
     // A closed file gets no put area, so that writing to it fails at once.
     void ResetPut()

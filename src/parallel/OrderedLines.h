@@ -15,3 +15,8 @@
 /// thread cannot be started, everything is done here.
 void WriteLinesInOrder(size_t count, size_t maxLineBytes, const std::function<char*(size_t k, char* out)>& format,
                        const std::function<void(const char* text, size_t length)>& write);
+
+/// As WriteLinesInOrder, but write(text, length) is called once per chunk, with the text of
+/// all its lines: for a sink that need not see the lines one by one.
+void WriteTextInOrder(size_t count, size_t maxLineBytes, const std::function<char*(size_t k, char* out)>& format,
+                      const std::function<void(const char* text, size_t length)>& write);

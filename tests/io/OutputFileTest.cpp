@@ -35,6 +35,18 @@ TEST(OutputFile, ReportsFailuresByFailbit)
     EXPECT_TRUE(out.fail());
     EXPECT_FALSE(out.Close());
 
+    // A block too large to be worth buffering reaches the file at once, after the text
+    // buffered before it; what follows it is still dropped.
+    const std::string path = (dir.path() / "d.txt").string();
+    OutputFile dropped;
+    ASSERT_TRUE(dropped.Open(path));
+    const std::string block(size_t{64} << 10, 'b');
+    dropped << "head\n";
+    dropped.write(block.data(), static_cast<std::streamsize>(block.size()));
+    dropped << "tail\n";
+    dropped.Discard();
+    EXPECT_EQ(ReadFileText(path), "head\n" + block);
+
     OutputFile full;
     ASSERT_TRUE(full.Open("/dev/full"));
     full << "cannot be written\n";

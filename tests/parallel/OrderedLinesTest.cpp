@@ -67,6 +67,23 @@ TEST(WriteLinesInOrder, EveryLineOnceInOrder)
             } else {
                 EXPECT_EQ(formatters.size(), count > 0 ? 1u : 0u) << count;
             }
+
+            // Handed on a chunk at a time: the same text, in pieces of whole lines.
+            std::string whole;
+            for (const std::string& line : lines) whole += line;
+            std::string joined;
+            size_t pieces = 0;
+            WriteTextInOrder(count, room, FormatLine, [&](const char* text, size_t length) {
+                ASSERT_GT(length, 0u);
+                EXPECT_EQ(text[length - 1], '\n');
+                joined.append(text, length);
+                ++pieces;
+            });
+            EXPECT_EQ(joined, whole) << "room " << room << ", count " << count;
+            // Chunks of at least 32 KiB of room: 327 lines of 100 bytes each.
+            if (room == 100) {
+                EXPECT_LE(pieces, (count + 326) / 327) << count;
+            }
         }
     }
 }
