@@ -1,5 +1,5 @@
 // The I/O floor of a job: the least work any program doing the engine's job must do. It
-// reads every input file in large chunks, converts every number with the fastest correct
+// reads every input file in 64 KiB chunks (which stay in the cache between reading and parsing), converts every number with the fastest correct
 // conversion (from_chars), and writes as many output numbers as the engine writes, in the
 // engine's format, taking them from the first file's records as they stream past. No
 // matrices, no calibration: the engine's time over this program's is its overhead.
@@ -26,7 +26,7 @@
 
 namespace {
 
-constexpr size_t kChunk = size_t{1} << 20;
+constexpr size_t kChunk = size_t{64} << 10;
 
 constexpr std::array<bool, 256> kSpace = [] {
     std::array<bool, 256> table{};
