@@ -435,14 +435,16 @@ struct GroupReadAhead {
     bool read = false;
 };
 
-// The groups' files in two threads (this one the even groups, a helper the odd ones), then
-// each group finished in order here. false when the helper could not be started.
+// The groups' files in two threads, each taking the next group not yet taken, then each
+// group finished in order here. A helper that starts late (a processor woken from idle can
+// take milliseconds) simply reads fewer groups. false when the helper could not be started.
 bool ReadArmFilesInTwoThreads(VoraJob& job, const PortLineAnalysisHooks& hooks, int32_t& status)
 {
     std::vector<CalibrationGroup>& groups = job.calibrationGroups;
     std::vector<GroupReadAhead> ahead(groups.size());
     // Groups after a failed one would never have been read: neither side starts them.
     std::atomic<size_t> firstFailed{groups.size()};
+    std::atomic<size_t> nextGroup{0};
     const auto readGroup = [&](size_t g) {
         if (g > firstFailed.load(std::memory_order_relaxed)) return;
         CalibrationGroup& group = groups[g];
@@ -462,15 +464,16 @@ bool ReadArmFilesInTwoThreads(VoraJob& job, const PortLineAnalysisHooks& hooks, 
             }
         }
     };
+    const auto readGroups = [&] {
+        for (size_t g = nextGroup.fetch_add(1); g < groups.size(); g = nextGroup.fetch_add(1)) readGroup(g);
+    };
     std::thread helper;
     try {
-        helper = std::thread([&] {
-            for (size_t g = 1; g < groups.size(); g += 2) readGroup(g);
-        });
+        helper = std::thread(readGroups);
     } catch (const std::system_error&) {
         return false;
     }
-    for (size_t g = 0; g < groups.size(); g += 2) readGroup(g);
+    readGroups();
     helper.join();
 
     for (size_t g = 0; g < groups.size(); ++g) {
