@@ -31,8 +31,8 @@ bool TextSource::Open(const std::string& path)
     }
     file_ = f;
     // A file smaller than a chunk gets a buffer of its own size (one more byte, so that the
-    // first read meets the end): most arm and map files are, and a full chunk for each costs
-    // a run more in page faults than reading them does. Lines longer than the buffer are
+    // first read meets the end): map files and short arm files are, and a full chunk for
+    // each would cost more in page faults than reading them does. Lines longer than the buffer are
     // collected piecewise anyway, so a file that grew since is still read whole.
     const size_t fileBytes = S_ISREG(info.st_mode) && info.st_size >= 0 ? static_cast<size_t>(info.st_size) : chunkSize;
     buffer_.resize(std::min(chunkSize, std::max<size_t>(fileBytes + 1, 64)));
