@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <string>
 
 #include "calibration/CalibrationDriver.h"
 #include "calibration/PortLineAnalysis.h"
@@ -134,13 +135,13 @@ RunSteps ProgramSteps()
     return steps;
 }
 
-// Nothing goes to standard error: the parent tools read the log and standard output.
-int RunProgram(int argc, char** argv, std::ostream& out, std::ostream& /*err*/)
+int RunProgram(int argc, char** argv, std::ostream& out, std::ostream& err)
 {
-    return RunProgramWithSteps(argc, argv, out, ProgramSteps());
+    return RunProgramWithSteps(argc, argv, out, err, ProgramSteps());
 }
 
-int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, const RunSteps& steps)
+int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+                        const RunSteps& steps)
 {
     // The log object comes first because the job keeps a reference to it; the file is
     // opened once the pre-scan has found the directory.
@@ -164,6 +165,10 @@ int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, co
 
     const RunEnd end = job->runMode != 1 ? RunDeembedding(*job, argc, argv, out, steps)
                                           : RunGeneralized(*job, argc, argv, out, steps);
+    // Warnings are for the person at the console; the parent tools read only the log and
+    // standard output, so they go to standard error whatever the run's end.
+    for (const std::string& warning : job->warnings) err << "VORA warning: " << warning << "\n";
+    err.flush();
     switch (end) {
     case RunEnd::Success:
         job->logStream.flush();

@@ -22,5 +22,7 @@ struct RunSteps {
 /// The program's own steps.
 RunSteps ProgramSteps();
 
-/// RunProgram with the given steps; returns the exit status (0 or -1).
-int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, const RunSteps& steps);
+/// RunProgram with the given steps; returns the exit status (0 or -1). `out` is the
+/// console the parent tool reads; `err` is for the person who runs the program.
+int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+                        const RunSteps& steps);

@@ -48,6 +48,9 @@ struct VoraJob {
     std::string sFile1Name;
     std::string sFile2Name;
     uint8_t runMode = 0;  // 0: de-embedding; 1: generalized S-parameters
+    // Warnings for the person at the console, one line each without its newline. They never
+    // reach the run log, which parent tools parse; the driver prints them on standard error.
+    std::vector<std::string> warnings;
 
     // --- whole structure (and the two files of the generalized mode) -------------------
     std::vector<double> frequencies;  // Hz, in file order

@@ -74,7 +74,7 @@ protected:
                                                  "a.s2p", "-inputsfile2", "b.s2p", "-out", "g.txt"}
                                      : Arguments{"vora", "-filepath", dir.dir(), "-in", "m.map", "-out", "o.s2p"};
         console.str("");
-        return RunProgramWithSteps(args.argc(), args.argv(), console, kFakeSteps);
+        return RunProgramWithSteps(args.argc(), args.argv(), console, errors, kFakeSteps);
     }
     std::string Log() const
     {
@@ -84,6 +84,7 @@ protected:
     }
     TempDir dir;
     std::ostringstream console;
+    std::ostringstream errors;
 };
 
 // Only -1 fails a reading step; any negative value fails the calibration or the generalized
