@@ -4,10 +4,12 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "calibration/CalibrationDriver.h"
 #include "calibration/PortLineAnalysis.h"
 #include "driver/CommandLine.h"
+#include "driver/ExtraOptions.h"
 #include "driver/Prescan.h"
 #include "driver/RunLog.h"
 #include "driver/RunSteps.h"
@@ -121,6 +123,9 @@ RunEnd RunGeneralized(VoraJob& job, int argc, const char* const* argv, std::ostr
     return RunEnd::Success;
 }
 
+int RunLegacyCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+                         const RunSteps& steps, const std::string& reportFileName, int precision);
+
 }  // namespace
 
 RunSteps ProgramSteps()
@@ -143,6 +148,40 @@ int RunProgram(int argc, char** argv, std::ostream& out, std::ostream& err)
 int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
                         const RunSteps& steps)
 {
+    ExtraOptions extra;
+    int precision = 0;
+    try {
+        extra = SplitExtraOptions(argc, argv);
+        if (extra.bHelp) {
+            PrintHelp(out);
+            out.flush();
+            return 0;
+        }
+        if (extra.error.empty() && !extra.precisionText.empty()) precision = ParsePrecision(extra.precisionText, extra.error);
+    } catch (const std::bad_alloc&) {
+        out << "VORA:  Memory allocation error.\n"
+            << "VORA:  Program terminates. \n";
+        out.flush();
+        return -1;
+    }
+    // A mistake in an option no parent tool passes is told to the person, before anything runs.
+    if (!extra.error.empty()) {
+        err << "VORA: " << extra.error << "\n";
+        err.flush();
+        return -1;
+    }
+    std::vector<const char*> legacyArgv;
+    for (const std::string& a : extra.legacyArguments) legacyArgv.push_back(a.c_str());
+    legacyArgv.push_back(nullptr);
+    return RunLegacyCommandLine(static_cast<int>(extra.legacyArguments.size()), legacyArgv.data(), out, err, steps,
+                                extra.reportFileName, precision);
+}
+
+namespace {
+
+int RunLegacyCommandLine(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+                         const RunSteps& steps, const std::string& reportFileName, int precision)
+{
     // The log object comes first because the job keeps a reference to it; the file is
     // opened once the pre-scan has found the directory.
     std::unique_ptr<OutputFile> log;
@@ -151,6 +190,8 @@ int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, st
         log = std::make_unique<OutputFile>();
         job = std::make_unique<VoraJob>(*log);
         job->programName = "VORA";
+        job->reportFileName = reportFileName;
+        job->outputPrecision = precision;
         PrescanArguments(*job, argc, argv);
         OpenRunLog(*job);
         // A log that cannot be opened stays in the failed state; the parser reports it.
@@ -189,3 +230,5 @@ int RunProgramWithSteps(int argc, const char* const* argv, std::ostream& out, st
     }
     return -1;
 }
+
+}  // namespace

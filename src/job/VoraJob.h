@@ -48,6 +48,11 @@ struct VoraJob {
     std::string sFile1Name;
     std::string sFile2Name;
     uint8_t runMode = 0;  // 0: de-embedding; 1: generalized S-parameters
+    // Options no parent tool passes. reportFileName: the JSON report, beside the output ("":
+    // none). outputPrecision: significant digits of the de-embedded output, 0 for the legacy
+    // six-digit format, -1 for the shortest text that reads back to the same number.
+    std::string reportFileName;
+    int32_t outputPrecision = 0;
     // Warnings for the person at the console, one line each without its newline. They never
     // reach the run log, which parent tools parse; the driver prints them on standard error.
     std::vector<std::string> warnings;
