@@ -5,6 +5,7 @@
 #include <ostream>
 #include <vector>
 
+#include "io/JobOutput.h"
 #include "job/VoraJob.h"
 #include "numerics/ComplexArrays.h"
 #include "numerics/LUSolver.h"
@@ -289,7 +290,5 @@ int32_t WriteCorrectedOutput(VoraJob& job)
         }
         out << "\n";
     }
-    // A failed close leaves the stream's failure state set; it is not reported.
-    static_cast<void>(job.outputStream->Close());
-    return 0;
+    return FinishJobOutput(job);
 }

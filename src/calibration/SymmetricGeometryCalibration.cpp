@@ -8,6 +8,7 @@
 #include "io/ArmFiles.h"
 #include "io/FrequencySearch.h"
 #include "io/NumberFormat.h"
+#include "io/JobOutput.h"
 #include "io/OutputFile.h"
 #include "job/CalibrationGroup.h"
 #include "job/Switches.h"
@@ -638,8 +639,10 @@ int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissi
     log << "VORA:  Update_vdcm_Sout_ForAllFrequencies_Swhole succesffuly. \n";
 
     WriteDeembeddedBody(job, *job.outputStream);
-    // A failed close only leaves the stream's failure state set; the run still succeeds.
-    static_cast<void>(job.outputStream->Close());
+    if (FinishJobOutput(job) != 0) {
+        ReleaseWorkData(job);
+        return -1;
+    }
 
     if constexpr (VoraGlobal_b_TestAndDebug_AfterDoingShortOpenCalibration) {
         // The diagnostic trace files are not part of this build; the switch is off.

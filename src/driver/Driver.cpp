@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "calibration/CalibrationDriver.h"
@@ -15,6 +16,7 @@
 #include "driver/RunSteps.h"
 #include "gsparam/GeneralizedSparam.h"
 #include "io/ArmFiles.h"
+#include "io/JobOutput.h"
 #include "io/MapFile.h"
 #include "io/OutputFile.h"
 #include "io/TwoSparamFiles.h"
@@ -26,6 +28,30 @@ namespace {
 // How a mode's run ended. The two Ended values: the command-line parser has answered on
 // the console and closed the log, and the run returns that status at once.
 enum class RunEnd { Success, Failure, EndedStatus0, EndedStatusMinus1 };
+
+// What a person at the console needs after a failed run: the reasons the log gives, the
+// system's reason where writing the output failed, and where the whole log is.
+void TellFailure(const VoraJob& job, const OutputFile& log, std::ostream& err)
+{
+    const std::string& text = log.Copy();
+    std::string lastLine;
+    bool toldReason = false;
+    for (size_t start = 0; start < text.size();) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos) end = text.size();
+        const std::string_view line(text.data() + start, end - start);
+        if (line.starts_with("VORA:: ")) {
+            err << line << "\n";
+            toldReason = true;
+        }
+        if (!line.empty()) lastLine = line;
+        start = end + 1;
+    }
+    if (!toldReason && !lastLine.empty()) err << lastLine << "\n";
+    if (job.outputStream && !job.outputStream->FailureReason().empty())
+        err << "VORA: " << job.outputStream->FailureReason() << "\n";
+    err << "VORA: the run log is " << job.logFilePath << "\n";
+}
 
 // Runs one step. Running out of memory anywhere in it is that step's failure.
 template <class Step>
@@ -202,6 +228,7 @@ int RunLegacyCommandLine(int argc, const char* const* argv, std::ostream& out, s
         out.flush();
         return -1;
     }
+    log->KeepCopy();
     WriteText(job->logStream, "VORA:  Program started.\n");
 
     const RunEnd end = job->runMode != 1 ? RunDeembedding(*job, argc, argv, out, steps)
@@ -209,26 +236,34 @@ int RunLegacyCommandLine(int argc, const char* const* argv, std::ostream& out, s
     // Warnings are for the person at the console; the parent tools read only the log and
     // standard output, so they go to standard error whatever the run's end.
     for (const std::string& warning : job->warnings) err << "VORA warning: " << warning << "\n";
-    err.flush();
+    int status = -1;
     switch (end) {
     case RunEnd::Success:
-        job->logStream.flush();
-        CloseRunLog(*job);
-        if (job->outputStream && job->outputStream->IsOpen()) job->outputStream->Close();
-        job.reset();
-        return 0;
+        status = 0;
+        // Every step that writes the output has put it in place; one left open is finished here.
+        if (job->outputStream && job->outputStream->IsOpen() && FinishJobOutput(*job) != 0) status = -1;
+        break;
     case RunEnd::Failure:
-        // The job is given up as it stands, as if the process ended here: output not yet
-        // written to the file is lost, only the log is closed properly.
+        // Nothing of a failed run reaches the output's name: the previous file stays as it was.
         if (job->outputStream) job->outputStream->Discard();
-        CloseRunLog(*job);
-        return -1;
+        break;
     case RunEnd::EndedStatus0:
+        err.flush();
         return 0;
     case RunEnd::EndedStatusMinus1:
-        break;
+        if (!log->FailureReason().empty()) err << "VORA: " << log->FailureReason() << "\n";
+        err.flush();
+        return -1;
     }
-    return -1;
+    job->logStream.flush();
+    if (!CloseRunLog(*job)) {
+        status = -1;
+        err << "VORA: the run log is incomplete: " << log->FailureReason() << "\n";
+    }
+    if (status != 0) TellFailure(*job, *log, err);
+    err.flush();
+    job.reset();
+    return status;
 }
 
 }  // namespace

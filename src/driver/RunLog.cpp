@@ -12,13 +12,14 @@ void OpenRunLog(VoraJob& job)
     job.logFilePath = job.directoryPath + "vora_" + std::to_string(static_cast<long long>(::getpid())) + ".log";
 }
 
-void CloseRunLog(VoraJob& job)
+bool CloseRunLog(VoraJob& job)
 {
     if (auto* file = dynamic_cast<OutputFile*>(&job.logStream)) {
-        if (file->IsOpen()) file->Close();
-        return;
+        if (file->IsOpen()) return file->Close() && !file->bad();
+        return !file->fail();
     }
     job.logStream.flush();
+    return !job.logStream.fail();
 }
 
 std::ostream& WriteText(std::ostream& stream, const char* text) { return stream << text; }

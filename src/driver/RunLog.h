@@ -9,9 +9,9 @@ struct VoraJob;
 /// Builds logFilePath = directoryPath + "vora_" + process id + ".log". Opens nothing.
 void OpenRunLog(VoraJob& job);
 
-/// Closes the run log. A failed close leaves the stream in the failed state, nothing more.
-/// A log that is not a file (a test's string stream) is only flushed.
-void CloseRunLog(VoraJob& job);
+/// Closes the run log. false: some of it could not be written (the stream is then in the
+/// failed state). A log that is not a file (a test's string stream) is only flushed.
+bool CloseRunLog(VoraJob& job);
 
 /// Writes a zero-terminated text as it is (field width and fill honoured); chains.
 std::ostream& WriteText(std::ostream& stream, const char* text);

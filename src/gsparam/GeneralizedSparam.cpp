@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "io/NumberFormat.h"
+#include "io/JobOutput.h"
 #include "job/VoraJob.h"
 #include "numerics/ComplexArrays.h"
 #include "numerics/SmallEigenvalues.h"
@@ -230,8 +231,5 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
             job.logStream << failed.info << "\n";
         return -1;
     }
-    out.flush();
-    // A failing close is not a failure of this step; the output is as complete as it could be.
-    static_cast<void>(out.Close());
-    return 0;
+    return FinishJobOutput(job);
 }

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "io/JobOutput.h"
 #include "io/LineReader.h"
 #include "io/NumberParser.h"
 #include "io/RecordCountEstimate.h"
@@ -127,13 +128,7 @@ int32_t ReadTwoFiles(VoraJob& job, const std::string& sFile1Name, const std::str
     TextSource file2;
     if (!OpenBoth(job, file1, sFile1Name, file2, sFile2Name)) return -1;
 
-    if (!job.outputStream || !job.outputStream->IsOpen()) {
-        job.outputStream = std::make_unique<OutputFile>();
-        if (!job.outputStream->Open(job.outputFilePath)) {
-            job.logStream << "VORA:: Could not generate output file " << job.outputFilePath << "\n";
-            return -1;
-        }
-    }
+    if (OpenJobOutput(job, {sFile1Name, sFile2Name}) != 0) return -1;
     OutputFile& out = *job.outputStream;
     out << "#\tHz\tS\tRI\tR\t50 \n";
 

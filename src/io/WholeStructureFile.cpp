@@ -5,7 +5,9 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "io/JobOutput.h"
 #include "io/LineReader.h"
 #include "io/MapFile.h"
 #include "io/NumberParser.h"
@@ -68,11 +70,12 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         job.logStream << "VORA:: Could not find whole structure file" << job.wholeStructureFilePath << "\n";
         return -1;
     }
-    if (!job.outputStream) job.outputStream = std::make_unique<OutputFile>();
-    if (!job.outputStream->IsOpen() && !job.outputStream->Open(job.outputFilePath)) {
-        job.logStream << "VORA:: Could not generate output file " << job.outputFilePath << "\n";
-        return -1;
+    std::vector<std::string> inputs{job.mapFilePath, job.wholeStructureFilePath};
+    for (const CalibrationGroup& group : job.calibrationGroups) {
+        inputs.push_back(group.armFile1Path);
+        inputs.push_back(group.armFile2Path);
     }
+    if (OpenJobOutput(job, inputs) != 0) return -1;
 
     const int64_t N = job.portCount;
     if (N < 0 || N > kMaxPortCount) {

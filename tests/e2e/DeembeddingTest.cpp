@@ -250,13 +250,12 @@ TEST(Deembedding, UnusableArmDataFailTheCalibration)
                                                  ReportLine(0, true, 0.005) + (twoEP ? ReportLine(1, true, 0.005) : "") +
                                                  ResonanceLine(0) + (twoEP ? ResonanceLine(1) : "") + message +
                                                  kCalibrationFailed);
-        EXPECT_EQ(dir.Read(output), Header(dir.Read(twoGroups ? "whole.s4p" : "whole.s2p")));
+        EXPECT_FALSE(dir.Exists(output));
     }
 }
 
 // Half of the frequencies are de-embedded in a child process: an arm that is singular only
-// at the last frequency, in the child's half, still fails the whole run before anything
-// reaches the output.
+// at the last frequency, in the child's half, still fails the whole run, and no output appears.
 TEST(Deembedding, ASingularArmAtTheLastFrequencyFailsTheRun)
 {
     TempDir dir;
@@ -269,7 +268,7 @@ TEST(Deembedding, ASingularArmAtTheLastFrequencyFailsTheRun)
     const VoraRun run = RunMapJob(dir, "out.s4p");
     EXPECT_EQ(run.status, kFailed);
     EXPECT_TRUE(run.log.ends_with(kCalibrationFailed)) << run.log;
-    EXPECT_EQ(dir.Read("out.s4p"), Header(dir.Read("whole.s4p")));
+    EXPECT_FALSE(dir.Exists("out.s4p"));
 }
 
 }  // namespace

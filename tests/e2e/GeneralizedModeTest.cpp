@@ -45,7 +45,8 @@ Result RunGeneralized(const std::string& file1, const std::string& file2, const 
     EXPECT_EQ(result.run.log.substr(0, head.size()), head);
     if (result.run.log.size() >= head.size()) result.log = ReplaceAll(result.run.log.substr(head.size()), job.dir(), "<dir>");
     EXPECT_EQ(result.run.out, "");  // nothing from the solver on the console
-    EXPECT_EQ(result.run.err, "");
+    EXPECT_EQ(WithoutSystemReasons(result.run.err), result.run.status == 0 ? "" : FailureNotice(result.run));
+    EXPECT_EQ(job.Exists(out), result.run.status == 0) << "a failed run leaves no output";
     return result;
 }
 

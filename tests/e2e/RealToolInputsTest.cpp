@@ -52,6 +52,7 @@ struct Result {
     VoraRun run;
     std::string log;     // after the command-line lines, the job directory as "<dir>"
     std::string output;  // the output file
+    bool outputIsFile = false;
     std::string body;    // the output without its echoed header lines
 };
 
@@ -82,6 +83,7 @@ Result RunJob(Change change = nullptr)
     dir.Write("open.s2p", files.open);
     dir.Write("short.s2p", files.shortArm);
     Result result{RunVora(args, dir.path(), dir.path()), "", "", ""};
+    result.outputIsFile = std::filesystem::is_regular_file(dir.path() / args[5]);
     result.log = ReplaceAll(AfterCommandLine(result.run.log), dir.dir(), "<dir>");
     result.output = dir.Read(args[5]);
     result.body = BodyOf(result.output);
@@ -167,66 +169,60 @@ TEST(RealToolInputs, BrokenJobsEndWithTheProgramsOwnMessages)
         "VORA:  Update_vdcm_Sout_ForAllFrequencies_Swhole error. \n"
         "VORA:  DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines error. \n"
         "VORA:  Program fails.\n";
-    // A failed run ends as if the process had stopped there: the output keeps the header the
-    // whole-structure reader flushed, and nothing else.
-    const std::string header = "! measured\n# GHz S RI R 50\n";
     struct Case {
         const char* name;
         Change change;
         std::string logTail;
-        const char* output;  // nullptr: not compared
     };
     const Case cases[] = {
         {"port count beyond what records could hold",
          [](const TempDir&, JobFiles& f, auto&) { f.map = "NP 100000\nNC 1\nWS whole.s2p\nES 1 1 a\n"; },
-         "VORA:: Nport w, t, l, s Readin Wrong\n" + mapFailed, ""},
+         "VORA:: Nport w, t, l, s Readin Wrong\n" + mapFailed},
         {"empty map", [](const TempDir&, JobFiles& f, auto&) { f.map = ""; },
-         "VORA:: There is no port calibration due to no specify Nc\n" + mapFailed, ""},
+         "VORA:: There is no port calibration due to no specify Nc\n" + mapFailed},
         {"map is a directory",
          [](const TempDir& dir, JobFiles&, auto& args) {
              std::filesystem::create_directory(dir.path() / "jobs");
              args[3] = "jobs";
          },
-         "VORA:: Could not find <dir>jobs\n" + mapFailed, ""},
+         "VORA:: Could not find <dir>jobs\n" + mapFailed},
         {"whole structure is a directory",
          [](const TempDir& dir, JobFiles& f, auto&) {
              std::filesystem::create_directory(dir.path() / "data");
              f.map = ReplaceAll(f.map, "WS whole.s2p", "WS data");
          },
-         mapRead + WholeFailed("VORA:: Could not find whole structure file<dir>data\n"), nullptr},
+         mapRead + WholeFailed("VORA:: Could not find whole structure file<dir>data\n")},
         {"output in a directory that does not exist", [](const TempDir&, JobFiles&, auto& args) { args[5] = "missing/out.s2p"; },
-         mapRead + WholeFailed("VORA:: Could not generate output file <dir>missing/out.s2p\n"), ""},
+         mapRead + WholeFailed("VORA:: Could not generate output file <dir>missing/out.s2p\n")},
         {"output named like a directory",
          [](const TempDir& dir, JobFiles&, auto& args) {
              std::filesystem::create_directory(dir.path() / "results");
              args[5] = "results";
          },
-         mapRead + WholeFailed("VORA:: Could not generate output file <dir>results\n"), ""},
+         mapRead + WholeFailed("VORA:: Could not generate output file <dir>results\n")},
         {"whole structure ends inside a record",
          [](const TempDir&, JobFiles& f, auto&) { f.whole = CutInsideLastRecord(f.whole) + "\n"; },
-         mapRead + WholeFailed("VORA:  Reading a line of Whole S File error \n"), nullptr},
+         mapRead + WholeFailed("VORA:  Reading a line of Whole S File error \n")},
         {"short arm is a directory",
          [](const TempDir& dir, JobFiles& f, auto&) {
              std::filesystem::create_directory(dir.path() / "arms");
              f.map = ReplaceAll(f.map, "short.s2p", "arms");
          },
-         mapRead + ArmsFailed("VORA:: Could not open s-arm <dir>arms file\nVORA:: Could not find s-arm 1 file\n"),
-         header.c_str()},
+         mapRead + ArmsFailed("VORA:: Could not open s-arm <dir>arms file\nVORA:: Could not find s-arm 1 file\n")},
         {"short arm ends inside a record",
          [](const TempDir&, JobFiles& f, auto&) { f.shortArm = CutInsideLastRecord(f.shortArm) + "\n"; },
-         mapRead + ArmsFailed("VORA:  Reading a line of Short Z File or Arm S File error \n"), header.c_str()},
+         mapRead + ArmsFailed("VORA:  Reading a line of Short Z File or Arm S File error \n")},
         {"open arm ends inside a record, without a line feed",
          [](const TempDir&, JobFiles& f, auto&) { f.open = CutInsideLastRecord(f.open); },
-         mapRead + ArmsFailed("VORA:  Reading a line of Open Y File error \n"), header.c_str()},
+         mapRead + ArmsFailed("VORA:  Reading a line of Open Y File error \n")},
         {"short arm value beyond the double range",
          [](const TempDir&, JobFiles& f, auto&) { f.shortArm = ReplaceAll(f.shortArm, "\n1 0.5", "\n1 1e400"); },
-         calibrationFailed, header.c_str()},
+         calibrationFailed},
         // A lower-case "g" is no unit: "ghz" reads the whole structure's points as 1, 2, 3 Hz,
         // which the GHz arms do not cover.
         {"whole structure in ghz",
          [](const TempDir&, JobFiles& f, auto&) { f.whole = TouchstoneText("# ghz S RI R 50\n", 2, kGHz, WholeS); },
-         "VORA:: <dir>open.s2p (Open Y File)'s frequency range does not include 1 in <dir>whole.s2p\n" + calibrationFailed,
-         "# ghz S RI R 50\n"},
+         "VORA:: <dir>open.s2p (Open Y File)'s frequency range does not include 1 in <dir>whole.s2p\n" + calibrationFailed},
     };
     for (const Case& c : cases) {
         const Result result = RunJob(c.change);
@@ -234,9 +230,8 @@ TEST(RealToolInputs, BrokenJobsEndWithTheProgramsOwnMessages)
         const std::string& log = result.log;
         EXPECT_EQ(log.substr(log.size() - std::min(log.size(), c.logTail.size())), c.logTail) << c.name << "\n" << log;
         EXPECT_EQ(result.run.out, "") << c.name;
-        if (c.output) {
-            EXPECT_EQ(result.output, c.output) << c.name;
-        }
+        // Nothing of a failed run appears under the output's name.
+        EXPECT_FALSE(result.outputIsFile) << c.name;
     }
 }
 

@@ -1,4 +1,5 @@
 #include "io/ArmFiles.h"
+#include "io/JobOutput.h"
 
 #include <gtest/gtest.h>
 
@@ -60,7 +61,7 @@ TEST_F(ArmFilesTest, WholeStructureHeaderGoesToTheOutputAndRToEveryGroup)
     dir.Write("whole.sNp", "! first comment\n# GHz S RI R 50\n! second comment\n" +
                                TouchstoneText("", 2, {1, 2}, PositionValue));
     ASSERT_EQ(Load(kTwoLines + "EP 2 2 1 o s\n"), 3) << log.str();
-    job->outputStream->flush();
+    ASSERT_EQ(FinishJobOutput(*job), 0);
     EXPECT_EQ(dir.Read("out.sNp"), "! first comment\n# GHz S RI R 50\n! second comment\n");
     EXPECT_EQ(job->frequencies, (std::vector<double>{1e9, 2e9}));
     EXPECT_EQ(Record(job->wholeValues, 1), (std::vector<double>{1000, 1001, 1002, 1003, 1004, 1005, 1006, 1007}));

@@ -3,6 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <random>
@@ -85,7 +87,42 @@ VoraRun RunVora(const std::vector<std::string>& args, const fs::path& workDir, c
         if (name.rfind("vora_", 0) == 0 && name.size() > 9 && name.substr(name.size() - 4) == ".log") {
             ++run.logCount;
             run.log = ReadFileText(entry.path());
+            run.logPath = entry.path().string();
         }
     }
+    EXPECT_EQ(TemporaryFilesIn(logDir), std::vector<std::string>{});
     return run;
+}
+
+std::vector<std::string> TemporaryFilesIn(const fs::path& dir)
+{
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& entry : fs::directory_iterator(dir, ec)) {
+        const std::string name = entry.path().filename().string();
+        if (name.starts_with(".") && name.find(".vora-") != std::string::npos && name.ends_with(".tmp")) names.push_back(name);
+    }
+    return names;
+}
+
+std::string WithoutSystemReasons(const std::string& err)
+{
+    std::string kept;
+    std::istringstream lines(err);
+    for (std::string line; std::getline(lines, line);)
+        if (!line.starts_with("VORA: cannot ")) kept += line + "\n";
+    return kept;
+}
+
+std::string FailureNotice(const VoraRun& run)
+{
+    std::string notice;
+    std::string last;
+    std::istringstream lines(run.log);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("VORA:: ")) notice += line + "\n";
+        if (!line.empty()) last = line;
+    }
+    if (notice.empty()) notice = last + "\n";
+    return notice + "VORA: the run log is " + run.logPath + "\n";
 }
