@@ -22,6 +22,7 @@
 #include "io/TwoSparamFiles.h"
 #include "io/WholeStructureFile.h"
 #include "job/VoraJob.h"
+#include "parallel/WorkerProcess.h"
 
 namespace {
 
@@ -61,6 +62,10 @@ int32_t RunStep(VoraJob& job, Step step)
         return step();
     } catch (const std::bad_alloc&) {
         WriteText(job.logStream, "VORA:  Memory allocation error.\n");
+        return -1;
+    } catch (const WorkerProcessLost&) {
+        // Killed or crashed: nothing of its share can be trusted, and no output is written.
+        WriteText(job.logStream, "VORA:: The worker process was killed or crashed before it finished its share of the frequencies\n");
         return -1;
     }
 }

@@ -180,12 +180,13 @@ size_t SplitAcrossProcesses(size_t count, size_t minCount, const std::function<s
         ChildGuard guard{pid, answer[0]};
         sharing.TakeRuns(owners, kParent, work);
         const int code = ReadAnswer(answer[0]);
+        if (code < 0) throw WorkerProcessLost();  // the guard reaps the child
         answeredChildren.pids.push_back(pid);  // may throw: the guard still reaps the child
         guard.pid = -1;
         if (code == kPartDone) return sharing.firstFailure.load();
     }
-    // The child's runs are lost, including one it took but had not yet marked: every run
-    // this process did not do is done again, in order, as far as the first failure.
+    // The child threw: its runs are lost, including one it took but had not yet marked, so
+    // every run this process did not do is done again, in order, as far as the first failure.
     for (size_t r = 0; r < runs; ++r)
         if (owners[r].load(std::memory_order_relaxed) != kParent && !sharing.Do(r * runLength, work)) break;
     return sharing.firstFailure.load();

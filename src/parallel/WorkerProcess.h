@@ -5,7 +5,15 @@
 // has a copy of its own.
 
 #include <cstddef>
+#include <exception>
 #include <functional>
+
+/// The child process of a split ended without answering: killed by a signal, crashed, or
+/// exited on its own.
+class WorkerProcessLost : public std::exception {
+public:
+    const char* what() const noexcept override { return "the worker process ended without finishing its share"; }
+};
 
 /// Runs work(begin, end) over [0, count) in runs of consecutive indices, handed out in
 /// increasing order to this process and one child process working at the same time:
@@ -19,9 +27,12 @@
 /// finished, so the answer is the first failing index of all, or `count` when none failed.
 ///
 /// Everything runs here in one call when count < minCount, when this process may use one
-/// processor only, or when the child cannot be started; the runs of a child that does not
-/// end normally (killed, out of memory, threw) are done here again. An exception from this
-/// process's own runs propagates after the child has been stopped.
+/// processor only, or when the child cannot be started. The runs of a child that reports an
+/// exception (out of memory) are done here again; a child that ends without an answer
+/// (killed, crashed, exited) throws WorkerProcessLost here: its runs may have been cut off
+/// half written, and a run that loses a process was stopped by something a person should
+/// hear of. An exception from this process's own runs propagates after the child has been
+/// stopped.
 [[nodiscard]] size_t SplitAcrossProcesses(size_t count, size_t minCount,
                                           const std::function<size_t(size_t begin, size_t end)>& work);
 

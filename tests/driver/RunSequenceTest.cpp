@@ -9,14 +9,16 @@
 #include "driver/Arguments.h"
 #include "io/OutputFile.h"
 #include "job/VoraJob.h"
+#include "parallel/WorkerProcess.h"
 #include "support/TestData.h"
 #include "support/VoraRun.h"
 
 namespace {
 
-// The step named `failing` answers `answer` (kThrow: throws std::bad_alloc), every other
-// step 0; the fakes record what they saw.
+// The step named `failing` answers `answer` (kThrow: throws std::bad_alloc; kLost: its
+// worker process is lost), every other step 0; the fakes record what they saw.
 constexpr int32_t kThrow = 1000;
+constexpr int32_t kLost = 1001;
 struct FakeState {
     std::string failing;
     int32_t answer = 0;
@@ -31,6 +33,7 @@ int32_t Outcome(const std::string& name)
     fake.calls += name + ' ';
     if (name != fake.failing) return 0;
     if (fake.answer == kThrow) throw std::bad_alloc();
+    if (fake.answer == kLost) throw WorkerProcessLost();
     return fake.answer;
 }
 
@@ -40,7 +43,7 @@ int32_t FakeWhole(VoraJob& job)
     fake.logOnDiskBeforeWhole = ReadFileText(job.logFilePath);
     // Like the real reader: opens the output and gives it a header that is still buffered.
     job.outputStream = std::make_unique<OutputFile>();
-    job.outputStream->Open(job.outputFilePath);
+    job.outputStream->OpenReplacing(job.outputFilePath);
     *job.outputStream << "! header\n";
     return Outcome("whole");
 }
@@ -74,6 +77,7 @@ protected:
                                                  "a.s2p", "-inputsfile2", "b.s2p", "-out", "g.txt"}
                                      : Arguments{"vora", "-filepath", dir.dir(), "-in", "m.map", "-out", "o.s2p"};
         console.str("");
+        errors.str("");
         return RunProgramWithSteps(args.argc(), args.argv(), console, errors, kFakeSteps);
     }
     std::string Log() const
@@ -119,6 +123,9 @@ TEST_F(RunSequence, LogsOneResultLinePerStep)
         {false, "calibration", -2, -1, all, read + "VORA:  Program fails.\n"},
         {false, "whole", kThrow, -1, "map whole ", map + noMemory + "VORA:  Reading whole structure file error. \n"},
         {false, "calibration", kThrow, -1, all, read + noMemory + "VORA:  Program fails.\n"},
+        {false, "calibration", kLost, -1, all,
+         read + "VORA:: The worker process was killed or crashed before it finished its share of the frequencies\n"
+                "VORA:  Program fails.\n"},
         {true, "", 0, 0, two, twoDone},
         {true, "twoFiles", -2, 0, two, twoDone},
         {true, "twoFiles", -1, -1, "twoFiles ", twoFailed},
@@ -137,14 +144,19 @@ TEST_F(RunSequence, LogsOneResultLinePerStep)
         ASSERT_NE(log.find(parsed), std::string::npos) << log;
         EXPECT_EQ(log.substr(log.find(parsed) + parsed.size()), c.log);
         EXPECT_EQ(console.str(), "");
+        // A failure names the log on stderr, after its reasons; a success says nothing there.
+        EXPECT_EQ(errors.str().find("VORA: the run log is " + dir.dir() + "vora_") != std::string::npos, c.status != 0)
+            << errors.str();
         if (c.generalized) {
             EXPECT_EQ(fake.sFiles, "a.s2p b.s2p");
         } else {
             // The success line of a step reaches the file before the next step starts.
             EXPECT_TRUE(c.calls == "map " || fake.logOnDiskBeforeWhole.ends_with(parsed + map));
             EXPECT_TRUE(c.calls != all || fake.hooksComplete);
-            // A success writes what the steps left buffered; a failure drops it.
+            // A success puts in place what the steps left buffered; a failure leaves no output.
             EXPECT_EQ(dir.Read("o.s2p"), c.status == 0 ? "! header\n1 0 0\n" : "");
+            EXPECT_EQ(dir.Exists("o.s2p"), c.status == 0);
+            EXPECT_EQ(TemporaryFilesIn(dir.path()), std::vector<std::string>{});
         }
         ClearDirectory(dir.path());
     }

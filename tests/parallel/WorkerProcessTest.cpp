@@ -17,6 +17,7 @@
 #include <set>
 #include <vector>
 #include <stdexcept>
+#include <utility>
 
 #include "parallel/SharedRegion.h"
 
@@ -182,38 +183,47 @@ TEST(SplitAcrossProcesses, ALaterFailureRecordedLastDoesNotHideAnEarlierOne)
     EXPECT_EQ(answer, 40u);
 }
 
-// A child that dies, exits strangely or throws has its runs done again here; an exception
-// of this process's runs reaches the caller.
-TEST(SplitAcrossProcesses, AChildThatDoesNotEndNormallyIsReplaced)
+// A child that throws has its runs done again here; one that dies or exits without an
+// answer makes the split throw WorkerProcessLost; an exception of this process's runs
+// reaches the caller.
+TEST(SplitAcrossProcesses, AChildThatThrowsIsReplacedOneThatDiesIsReported)
 {
+    if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: no child is started";
     const pid_t self = ::getpid();
     const auto killed = [&] { ::raise(SIGKILL); };
     const auto strangeExit = [&] { ::_exit(77); };
     const auto throws = [&] { throw std::runtime_error("child"); };
-    for (const std::function<void()>& end : std::vector<std::function<void()>>{killed, strangeExit, throws}) {
+    const std::vector<std::pair<std::function<void()>, bool>> ends = {{killed, false}, {strangeExit, false}, {throws, true}};
+    for (const auto& [end, childThrew] : ends) {
         for (const size_t failing : {size_t{1000}, size_t{77}}) {
             Recorder r(1000);
             // This process's first run waits until the child has taken one (and ended in it).
             const SharedFlags childEntered;
             bool waited = false;
-            const size_t answer = SplitAcrossProcesses(1000, 2, [&](size_t b, size_t e) {
-                if (::getpid() != self) {
-                    childEntered.Set(0);
-                    end();
-                } else if (!waited) {
-                    waited = true;
-                    childEntered.WaitFor(0);
-                }
-                for (size_t k = b; k < e; ++k) {
-                    if (k == failing) return k;
-                    r.Fill(k);
-                }
-                return e;
-            });
-            EXPECT_EQ(answer, failing);
-            if (UsableProcessors() >= 2) {
-                EXPECT_TRUE(childEntered.IsSet(0));
+            size_t answer = 0;
+            bool lost = false;
+            try {
+                answer = SplitAcrossProcesses(1000, 2, [&](size_t b, size_t e) {
+                    if (::getpid() != self) {
+                        childEntered.Set(0);
+                        end();
+                    } else if (!waited) {
+                        waited = true;
+                        childEntered.WaitFor(0);
+                    }
+                    for (size_t k = b; k < e; ++k) {
+                        if (k == failing) return k;
+                        r.Fill(k);
+                    }
+                    return e;
+                });
+            } catch (const WorkerProcessLost&) {
+                lost = true;
             }
+            EXPECT_TRUE(childEntered.IsSet(0));
+            EXPECT_EQ(lost, !childThrew);
+            if (lost) continue;
+            EXPECT_EQ(answer, failing);
             for (size_t k = 0; k < failing; ++k) {
                 ASSERT_EQ(r.at()[k].runs, 1) << k;
             }
