@@ -68,6 +68,35 @@ TEST(CommandLine, ConsoleStatusAndLogOfEachKindOfCommandLine)
     EXPECT_EQ(RunVora({"-v"}, job.path(), job.path()).logCount, 3);
 }
 
+// Options no parent tool passes: help from anywhere on the line, without a log; a bad value
+// of a new option is told on stderr before anything runs.
+TEST(CommandLine, HelpAndBadNewOptionsAnswerBeforeTheRun)
+{
+    TempDir job;
+    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
+             {"-h"}, {"--help"}, {"-?"}, {"-filepath", job.dir(), "-H", "-in", "m.map"}}) {
+        const VoraRun run = RunVora(args, job.path(), job.path());
+        EXPECT_EQ(run.status, 0);
+        EXPECT_TRUE(run.out.starts_with("vora: removes the port leads")) << run.out;
+        for (const char* word : {"GENERALIZEDSPARAM", "-precision", "-report", "-inputsfile2", "vora_<process id>.log"})
+            EXPECT_NE(run.out.find(word), std::string::npos) << word;
+        EXPECT_EQ(run.logCount, 0);
+    }
+    const std::vector<std::string> map = {"-filepath", job.dir(), "-in", "m.map", "-out", "o.s2p"};
+    for (const auto& [extra, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{"-precision", "0"}, "VORA: -precision takes a number of significant digits from 1 to 17, or full; not \"0\"\n"},
+             {{"-precision", "18"}, "VORA: -precision takes a number of significant digits from 1 to 17, or full; not \"18\"\n"},
+             {{"-report"}, "VORA: -report needs a value\n"}}) {
+        std::vector<std::string> args = map;
+        args.insert(args.end(), extra.begin(), extra.end());
+        const VoraRun run = RunVora(args, job.path(), job.path());
+        EXPECT_EQ(run.status, kFailed);
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.err, message);
+        EXPECT_EQ(run.logCount, 0);
+    }
+}
+
 TEST(CommandLine, UnopenableLogFailsOnTheConsole)
 {
     TempDir work;
