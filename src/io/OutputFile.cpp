@@ -116,9 +116,13 @@ public:
     const std::string& Copy() const { return copy_; }
 
 protected:
+    // A failed write does not put the stream into a failed state: the text after it is still
+    // taken (and kept in the copy, so the run log's last lines can still be shown), and the
+    // failure is reported by the close. Only a closed file refuses text at once.
     int_type overflow(int_type c) override
     {
-        if (!WriteOut()) return traits_type::eof();
+        if (fd_ < 0) return traits_type::eof();
+        WriteOut();
         if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
         *pptr() = traits_type::to_char_type(c);
         pbump(1);
@@ -127,28 +131,30 @@ protected:
 
     std::streamsize xsputn(const char* s, std::streamsize count) override
     {
+        if (fd_ < 0) return 0;
         const size_t n = static_cast<size_t>(count);
         const size_t room = static_cast<size_t>(epptr() - pptr());
         // A large block of text goes to the file directly, after what is buffered: copying
         // it into the buffer would only add its pages to the run's memory.
         if (n >= directBytes) {
-            if (!WriteOut()) return 0;
+            WriteOut();
             if (keepCopy_) copy_.append(s, n);
-            return WriteAll(s, n) ? count : 0;
-        }
-        if (n <= room) {
-            std::memcpy(pptr(), s, n);
-            pbump(static_cast<int>(n));
+            WriteAll(s, n);
             return count;
         }
         // Too big for what is left: write out what is buffered, then buffer the text.
-        if (!WriteOut()) return 0;
+        if (n > room) WriteOut();
         std::memcpy(pptr(), s, n);
         pbump(static_cast<int>(n));
         return count;
     }
 
-    int sync() override { return WriteOut() ? 0 : -1; }
+    int sync() override
+    {
+        if (fd_ < 0) return -1;
+        WriteOut();
+        return 0;
+    }
 
 private:
     static constexpr size_t bufferSize = VORA_OUTPUT_BUFFER_BYTES;

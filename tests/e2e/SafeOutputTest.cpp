@@ -152,6 +152,24 @@ TEST(SafeOutput, AFailedRunLeavesThePreviousOutputAsItWas)
     }
 }
 
+// A job directory on a full disk: the log cannot be written to its end either, which alone
+// makes the status -1; the reason is on stderr.
+TEST(SafeOutput, ALogThatCannotBeWrittenFailsTheRun)
+{
+    TempDir dir;
+    ASSERT_TRUE(GenerateJob("--fstart 500M --fstop 1.5G --points 3", dir.dir()));
+    const Mount full(dir.path() / "full", "-t tmpfs -o size=16k tmpfs");
+    if (full.point.empty()) GTEST_SKIP() << "no full disk: " << full.reason;
+    for (const auto& entry : fs::directory_iterator(dir.path()))
+        if (entry.is_regular_file()) fs::create_symlink(entry.path(), full.point / entry.path().filename());
+    static_cast<void>(std::system(("dd if=/dev/zero of='" + (full.point / "filler").string() + "' bs=4k 2>/dev/null").c_str()));
+    const VoraRun run = RunVora({"-filepath", full.point.string(), "-in", "job.map", "-out", "out.s4p"}, dir.path(),
+                                full.point);
+    EXPECT_EQ(run.status, kFailed);
+    EXPECT_NE(run.err.find("VORA: the run log is incomplete: cannot write "), std::string::npos) << run.err;
+    EXPECT_FALSE(fs::exists(full.point / "out.s4p"));
+}
+
 // Root writes through any permission bits, so a read-only mount stands for a directory
 // nobody may write: the job directory itself (no log can be made) or the output's.
 TEST(SafeOutput, AReadOnlyDirectoryFailsWithItsReasonAndTouchesNothing)
