@@ -433,7 +433,7 @@ void CubicLineFit(CalibrationGroup& group, int32_t k, double f, double limit)
     MultiplyArrays('y', n, D, Q, T);
     AddArrays(n, I, T, S);
 
-    static_cast<void>(EigenDecompose(n, S, V, Vinv, w, 0));
+    static_cast<void>(EigenDecompose(n, S, V, Vinv, w));
     VectorSqrtInPlace(n, w);
     DiagonalFromVector(n, D, w);
     MultiplyArrays('y', n, V, D, T);
@@ -443,7 +443,7 @@ void CubicLineFit(CalibrationGroup& group, int32_t k, double f, double limit)
     MultiplyArrays('y', n, Q, T, U);
     NegateArray(n, U);
 
-    static_cast<void>(EigenDecompose(n, U, V, Vinv, w, 0));
+    static_cast<void>(EigenDecompose(n, U, V, Vinv, w));
     VectorCubeRootInPlace(n, w);
     DiagonalFromVector(n, D, w);
     MultiplyArrays('y', n, V, D, T);

@@ -93,7 +93,7 @@ int32_t RunLineModel(CalibrationGroup& group, int32_t n)
         LoadComplex(group.shortValues[k], n * n, Z.data);
 
         MultiplyArrays('y', n, Y.data, Z.data, M.data);
-        if (EigenDecompose(n, M.data, V.data, Vinv.data, gamma.data, 0) != 0) {
+        if (EigenDecompose(n, M.data, V.data, Vinv.data, gamma.data) != 0) {
             if (std::ostream* log = GroupLog(group))
                 *log << "VORA:: Eigenvalues of the arm lines of port " << group.firstPort
                      << " not found at " << group.commonFrequencies[k] << "\n";

@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <iostream>
 #include <limits>
 #include <vector>
 
 #include "numerics/LapackBindings.h"
-#include "numerics/SmallEigenvalues.h"
 
 namespace {
 
@@ -25,12 +23,6 @@ size_t ElementCount(int32_t n)
 {
     return static_cast<size_t>(n) * static_cast<size_t>(n);
 }
-
-// One eigenvalue and the position at which ZGEEV returned it.
-struct EigenvalueRecord {
-    int32_t index;
-    Complex value;
-};
 
 const Complex kOne(1.0, 0.0);
 const Complex kMinusOne(-1.0, 0.0);
@@ -194,7 +186,7 @@ bool IsFiniteArray(int32_t count, const Complex* A)
     return true;
 }
 
-int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex* w, int32_t sortFlag)
+int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex* w)
 {
     if (n <= 0) return 0;
     // ZGEEV never returns on some matrices with an infinite entry, and answers a NaN with a
@@ -208,44 +200,16 @@ int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex
     }
     thread_local std::vector<Complex> workBuffer;
     thread_local std::vector<double> realWorkBuffer;
-    thread_local std::vector<EigenvalueRecord> recordBuffer;
-    const int order = n;
-    const int lwork = 4 * n;
+    int order = n;
+    int lwork = 4 * n;
     Complex* work = ScratchOf(workBuffer, static_cast<size_t>(lwork));
-    double* rwork = ScratchOf(realWorkBuffer, static_cast<size_t>(4) * static_cast<size_t>(n));
+    double* rwork = ScratchOf(realWorkBuffer, static_cast<size_t>(2) * static_cast<size_t>(n));
 
     TransposeArray(n, A);
-    // ZGEEV's result (without left vectors) by the routines it runs, without its workspace
-    // queries, which cost more than the arithmetic at the arms' orders. The right
-    // eigenvectors land column-major in Vinv.
-    const int info = RightEigenvectorsLikeZgeev(order, A, w, Vinv, work, lwork, rwork);
+    // The right eigenvectors land column-major in Vinv.
+    int info = 0;
+    zgeev_("N", "V", &order, A, &order, w, Vinv, &order, Vinv, &order, work, &lwork, rwork, &info);
     if (info > 0) return info;
-
-    if (sortFlag != 0) {
-        EigenvalueRecord* records = ScratchOf(recordBuffer, static_cast<size_t>(n));
-        for (int32_t k = 0; k < n; ++k) records[k] = EigenvalueRecord{k, w[k]};
-        std::sort(records, records + n, [](const EigenvalueRecord& x, const EigenvalueRecord& y) {
-            return x.value.imag() > y.value.imag();
-        });
-        // V is free until the eigenvectors are copied into it below, so it holds the
-        // unsorted columns while Vinv receives them in sorted order.
-        cblas_zcopy(n * n, Vinv, 1, V, 1);
-        for (int32_t k = 0; k < n; ++k) {
-            w[k] = records[k].value;
-            std::copy_n(V + static_cast<size_t>(records[k].index) * static_cast<size_t>(n), static_cast<size_t>(n),
-                        Vinv + static_cast<size_t>(k) * static_cast<size_t>(n));
-        }
-
-        // Diagnostic of the two leading eigenvalues on the console. The program has always
-        // printed both; with a single eigenvalue there is no second one to print.
-        const char* const names[2] = {"a", "b"};
-        for (int32_t k = 0; k < 2 && k < n; ++k) {
-            Complex root;
-            static_cast<void>(VectorAcosh(1, &w[k], &root));
-            if (root.real() < 0.0) root = Complex(-root.real(), -root.imag());
-            std::cout << names[k] << "= " << w[k] << ";   acosh(" << names[k] << ")= " << root << "\n";
-        }
-    }
 
     TransposeArray(n, Vinv);
     cblas_zcopy(n * n, Vinv, 1, V, 1);
@@ -280,8 +244,3 @@ int32_t VectorSinh(int32_t n, const Complex* x, Complex* y)
     return 0;
 }
 
-int32_t VectorAcosh(int32_t n, const Complex* x, Complex* y)
-{
-    for (int32_t k = 0; k < n; ++k) y[k] = std::acosh(x[k]);
-    return 0;
-}

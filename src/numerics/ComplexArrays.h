@@ -33,17 +33,13 @@ void TransposeArray(int32_t n, Complex* M);
 int32_t InvertArrayInPlace(int32_t n, Complex* A);
 /// true when every real and imaginary part of the count elements is finite.
 [[nodiscard]] bool IsFiniteArray(int32_t count, const Complex* A);
-/// A = V·diag(w)·Vinv with V's columns the right eigenvectors. A is consumed. With
-/// sortFlag != 0 the eigenvalues are ordered by decreasing imaginary part (eigenvectors
-/// follow) and two diagnostic lines go to standard output. Returns ZGEEV's info; an A
-/// with an infinite or NaN entry is not handed to ZGEEV: w, V and Vinv become NaN and the
-/// result is -4 (A illegal).
-[[nodiscard]] int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex* w,
-                                     int32_t sortFlag);
+/// A = V·diag(w)·Vinv with V's columns the right eigenvectors, in ZGEEV's order. A is
+/// consumed. Returns ZGEEV's info; an A with an infinite or NaN entry is not handed to
+/// ZGEEV: w, V and Vinv become NaN and the result is -4 (A illegal).
+[[nodiscard]] int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex* w);
 /// Element-wise principal branches, n elements.
 int32_t VectorSqrtInPlace(int32_t n, Complex* v);
 /// v := v^(0.3333333333333333 + 0i) by the principal branch of pow.
 int32_t VectorCubeRootInPlace(int32_t n, Complex* v);
 int32_t VectorCosh(int32_t n, const Complex* x, Complex* y);
 int32_t VectorSinh(int32_t n, const Complex* x, Complex* y);
-int32_t VectorAcosh(int32_t n, const Complex* x, Complex* y);

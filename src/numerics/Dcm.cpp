@@ -130,7 +130,7 @@ bool MatrixSqrt(const dcm& A, dcm& VD, dcm& R, dcv* eigenvalues, dcm* eigenvecto
     w.ResizeVector(n);
     ZeroVector(n, w.data);
 
-    const bool decomposed = EigenDecompose(n, work.data, V.data, Vinv.data, w.data, 0) == 0;
+    const bool decomposed = EigenDecompose(n, work.data, V.data, Vinv.data, w.data) == 0;
     if (eigenvalues != nullptr) *eigenvalues = w;
     if (eigenvectors != nullptr) eigenvectors->Assign(V);
     static_cast<void>(VectorSqrtInPlace(n, w.data));

@@ -23,20 +23,4 @@ void zlahqr_(const int* wantt, const int* wantz, const int* n, const int* ilo, c
              const int* ldh, Complex* w, const int* iloz, const int* ihiz, Complex* z, const int* ldz,
              int* info);
 double dlamch_(const char* cmach);
-// And the pieces it runs for right eigenvectors.
-void zlacpy_(const char* uplo, const int* m, const int* n, const Complex* a, const int* lda, Complex* b,
-             const int* ldb);
-void zunghr_(const int* n, const int* ilo, const int* ihi, Complex* a, const int* lda, const Complex* tau,
-             Complex* work, const int* lwork, int* info);
-void zhseqr_(const char* job, const char* compz, const int* n, const int* ilo, const int* ihi, Complex* h,
-             const int* ldh, Complex* w, Complex* z, const int* ldz, Complex* work, const int* lwork, int* info);
-void ztrevc3_(const char* side, const char* howmny, const int* select, const int* n, Complex* t, const int* ldt,
-              Complex* vl, const int* ldvl, Complex* vr, const int* ldvr, const int* mm, int* m, Complex* work,
-              const int* lwork, double* rwork, const int* lrwork, int* info);
-void zgebak_(const char* job, const char* side, const int* n, const int* ilo, const int* ihi, const double* scale,
-             const int* m, Complex* v, const int* ldv, int* info);
-double dznrm2_(const int* n, const Complex* x, const int* incx);
-void zdscal_(const int* n, const double* alpha, Complex* x, const int* incx);
-int idamax_(const int* n, const double* x, const int* incx);
-void zscal_(const int* n, const Complex* alpha, Complex* x, const int* incx);
 }

@@ -165,7 +165,7 @@ TEST(JobgenLine, EveryNetworkIsReciprocalLosslessLinesUnitaryAndTheRestPassive)
         // Passive: I - SᴴS positive semidefinite; its eigenvalues are real and >= 0.
         dcm loss = PowerLoss(Sd), V(5), Vinv(5);
         dcv lambda(5);
-        ASSERT_EQ(EigenDecompose(5, loss.data, V.data, Vinv.data, lambda.data, 0), 0);
+        ASSERT_EQ(EigenDecompose(5, loss.data, V.data, Vinv.data, lambda.data), 0);
         for (int32_t m = 0; m < 5; ++m) EXPECT_GT(lambda[m].real(), -1e-12);
     }
 }

@@ -79,7 +79,7 @@ bool ChainMatrixByModes(const LineParameters& line, double omega, ChainMatrix& c
     work.V.Resize(p);
     work.Vinv.Resize(p);
     work.w.ResizeVector(p);
-    if (EigenDecompose(p, work.U.data, work.V.data, work.Vinv.data, work.w.data, 0) != 0) return false;
+    if (EigenDecompose(p, work.U.data, work.V.data, work.Vinv.data, work.w.data) != 0) return false;
 
     // The decomposition must give Y'Z' back; a defective or nearly defective pair of modes
     // would make V^-1 meaningless.
@@ -268,7 +268,7 @@ std::vector<double> ModalEffectivePermittivities(const LineParameters& line)
     Multiply(L, C, LC);
     dcv w(p);
     std::vector<double> result;
-    if (EigenDecompose(p, LC.data, V.data, Vinv.data, w.data, 0) != 0) return result;
+    if (EigenDecompose(p, LC.data, V.data, Vinv.data, w.data) != 0) return result;
     for (int32_t m = 0; m < p; ++m) result.push_back(w[m].real() * kSpeedOfLight * kSpeedOfLight);
     std::sort(result.begin(), result.end());
     return result;
