@@ -3,6 +3,8 @@
 #include <cassert>
 #include <cmath>
 #include <limits>
+#include <memory>
+#include <new>
 #include <vector>
 
 #include "io/ArmFiles.h"
@@ -14,6 +16,7 @@
 #include "job/Switches.h"
 #include "job/VoraJob.h"
 #include "parallel/OrderedLines.h"
+#include "parallel/SharedRegion.h"
 #include "parallel/WorkerProcess.h"
 
 namespace {
@@ -464,7 +467,15 @@ bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job)
 
     // The frequencies do not depend on each other: a child process de-embeds some of them
     // into the shared output matrices while this one does the rest.
-    job.vdcm_Sout.ResizeAllShared(job.frequencyCount, static_cast<int32_t>(job.portCount));
+    {
+        const size_t each = static_cast<size_t>(job.portCount) * static_cast<size_t>(job.portCount);
+        const size_t count = static_cast<size_t>(job.frequencyCount);
+        if (each > std::numeric_limits<size_t>::max() / sizeof(Complex) / count) throw std::bad_alloc();
+        // A fresh mapping is zero bytes, which are the values 0 + 0i.
+        auto shared = std::make_shared<SharedRegion>(each * count * sizeof(Complex));
+        Complex* values = static_cast<Complex*>(shared->data());
+        job.vdcm_Sout.ResizeAllOver(job.frequencyCount, static_cast<int32_t>(job.portCount), values, std::move(shared));
+    }
     const size_t K = static_cast<size_t>(job.frequencyCount);
     return SplitAcrossProcesses(K, kFrequenciesWorthAProcess, [&](size_t begin, size_t end) {
                return DeembedFrequencies(job, derivations, begin, end);

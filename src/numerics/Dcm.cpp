@@ -142,17 +142,13 @@ bool MatrixSqrt(const dcm& A, dcm& VD, dcm& R, dcv* eigenvalues, dcm* eigenvecto
     return decomposed;
 }
 
-void vdcm::ResizeAllShared(int32_t count, int32_t order)
+void vdcm::ResizeAllOver(int32_t count, int32_t order, Complex* values, std::shared_ptr<void> storage)
 {
     ClearAll();
     if (count <= 0) return;
     items_.resize(static_cast<size_t>(count));
+    storage_ = std::move(storage);
     if (order <= 0) return;
     const size_t each = static_cast<size_t>(order) * static_cast<size_t>(order);
-    if (each > std::numeric_limits<size_t>::max() / sizeof(Complex) / static_cast<size_t>(count))
-        throw std::bad_alloc();
-    // A fresh mapping is zero bytes, which are the values 0 + 0i.
-    shared_ = SharedRegion(each * sizeof(Complex) * static_cast<size_t>(count));
-    Complex* values = static_cast<Complex*>(shared_.data());
     for (size_t k = 0; k < items_.size(); ++k) items_[k].View(values + k * each, order);
 }

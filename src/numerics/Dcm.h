@@ -7,11 +7,11 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "numerics/Complex.h"
-#include "parallel/SharedRegion.h"
 
 class dcm {
 public:
@@ -155,16 +155,17 @@ public:
         items_.resize(count > 0 ? static_cast<size_t>(count) : 0);
         for (dcm& m : items_) m.Resize(order);
     }
-    // Exactly `count` zero matrices of order `order` in one block of shared memory, so that
-    // a child process made by fork can fill some of them (see SplitAcrossProcesses).
-    // Earlier matrices are released. Throws std::bad_alloc when the block is refused.
-    void ResizeAllShared(int32_t count, int32_t order);
+    // Exactly `count` matrices of order `order` over consecutive blocks of `values`
+    // (count·order² elements, which the caller zero-fills), kept alive by `storage`: the
+    // calibration hands it memory that a child process made by fork can fill too. Earlier
+    // matrices are released.
+    void ResizeAllOver(int32_t count, int32_t order, Complex* values, std::shared_ptr<void> storage);
     // Releases every matrix and empties the vector.
     void ClearAll()
     {
         for (dcm& m : items_) m.Release();
         items_.clear();
-        shared_.Release();
+        storage_.reset();
     }
     dcm& operator[](size_t k) { return items_[k]; }
     const dcm& operator[](size_t k) const { return items_[k]; }
@@ -173,7 +174,7 @@ public:
 
 private:
     std::vector<dcm> items_;
-    SharedRegion shared_;
+    std::shared_ptr<void> storage_;
 };
 
 /// false: A is exactly singular (LAPACK info != 0). Logs nothing; the caller decides.

@@ -52,8 +52,8 @@ struct Result {
     VoraRun run;
     std::string log;     // after the command-line lines, the job directory as "<dir>"
     std::string output;  // the output file
-    bool outputIsFile = false;
     std::string body;    // the output without its echoed header lines
+    bool outputIsFile = false;
 };
 
 std::string BodyOf(const std::string& output)

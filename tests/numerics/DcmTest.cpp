@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <vector>
+
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -86,16 +89,18 @@ TEST(MatrixSqrt, FailsOnAnInfiniteEntry)
     EXPECT_FALSE(MatrixSqrt(A, VD, R));
 }
 
-// Shared matrices are zero, are views (a move keeps them so, an Assign of the same order
-// writes into the block), and one sized to another order leaves the block alone.
-TEST(Vdcm, SharedMatricesAreViewsOfOneBlock)
+// Matrices over a caller's block are views of it (a move keeps them so, an Assign of the
+// same order writes into the block), one sized to another order leaves the block alone,
+// and the block lives as long as the vector holds it.
+TEST(Vdcm, MatricesOverABlockAreViewsOfIt)
 {
     vdcm shared;
-    shared.ResizeAllShared(3, 2);
+    auto storage = std::make_shared<std::vector<Complex>>(12);
+    const std::weak_ptr<std::vector<Complex>> alive = storage;
+    shared.ResizeAllOver(3, 2, storage->data(), storage);
+    storage.reset();
     ASSERT_EQ(shared.size(), 3u);
     EXPECT_EQ(shared[2].data, shared[0].data + 8);
-    for (size_t k = 0; k < 3; ++k)
-        for (size_t e = 0; e < 4; ++e) EXPECT_EQ(shared[k].data[e], Complex(0.0, 0.0));
 
     const Complex* block = shared[1].data;
     const dcm source = FromArray(2, {{1, 2}, {3, 4}, {5, 6}, {7, 8}});
@@ -109,6 +114,8 @@ TEST(Vdcm, SharedMatricesAreViewsOfOneBlock)
     EXPECT_NE(moved.data, block);
     EXPECT_EQ(block[3], Complex(7, 8));
 
+    EXPECT_FALSE(alive.expired());
     shared.ClearAll();
     EXPECT_TRUE(shared.empty());
+    EXPECT_TRUE(alive.expired());
 }
