@@ -1,13 +1,14 @@
 # Thin wrappers around CMake. `make run` and `make test` are the two set-up commands.
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+TSAN_BUILD ?= build-tsan
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 EXAMPLE    ?= examples/coupled-lines
 CMAKE_ARGS ?=
 
-.PHONY: deps build run test test-asan bench fuzz clean
+.PHONY: deps build run test test-asan test-tsan bench fuzz clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -27,6 +28,14 @@ test-asan: deps
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# The tests that run threads (the ordered line writer, the hand-over, the arm files read in
+# two threads, the two S files read apart, and whole runs of the binary) under ThreadSanitizer.
+TSAN_TESTS ?= OrderedLines|HandOver|LargeArmFiles|ArmFilesTest|TwoSparamFiles|SplitAcrossProcesses|OneProcessor|Deembedding|GeneralizedMode|SafeOutput
+test-tsan: deps
+	@cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVORA_SANITIZE_THREADS=ON $(CMAKE_ARGS) >/dev/null
+	@cmake --build $(TSAN_BUILD) -j $(JOBS)
+	@cd $(TSAN_BUILD) && TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" ctest --output-on-failure -j $(JOBS) -R '$(TSAN_TESTS)'
+
 # Benchmarks: build with the bench targets, then run the end-to-end jobs (bench/run.sh).
 BENCH_BUILD ?= build-bench
 bench: deps
@@ -40,4 +49,4 @@ fuzz:
 	@bash fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)

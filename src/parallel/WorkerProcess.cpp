@@ -8,8 +8,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <cerrno>
 #include <cstdint>
 #include <new>
@@ -117,6 +120,18 @@ struct ChildGuard {
     }
 };
 
+// The threads of this process, from /proc (0 when it cannot be read).
+[[maybe_unused]] int ThreadCount()
+{
+    DIR* tasks = ::opendir("/proc/self/task");
+    if (tasks == nullptr) return 0;
+    int count = 0;
+    while (const dirent* entry = ::readdir(tasks))
+        if (entry->d_name[0] != '.') ++count;
+    ::closedir(tasks);
+    return count;
+}
+
 }  // namespace
 
 int UsableProcessors()
@@ -149,6 +164,12 @@ size_t SplitAcrossProcesses(size_t count, size_t minCount, const std::function<s
     int answer[2] = {-1, -1};
     if (::pipe2(answer, O_CLOEXEC) != 0) return work(0, count);
     const pid_t parent = ::getpid();
+    // fork copies only the calling thread: a lock another thread held at that moment (the
+    // allocator's, a stream's) would stay locked in the child for ever. ThreadSanitizer
+    // keeps a thread of its own.
+#ifndef __SANITIZE_THREAD__
+    assert(ThreadCount() <= 1 && "a worker process may only be forked from a single-threaded process");
+#endif
     const pid_t pid = ::fork();
     if (pid == 0) {
         // A parent killed from outside (a tool's time-out) takes the child with it, so no
