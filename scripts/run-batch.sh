@@ -34,7 +34,8 @@ while [ $# -gt 1 ]; do
     -m) map=$2; shift 2 ;;
     --vora) vora=$2; shift 2 ;;
     --task) mode=task; task=$2; shift 2 ;;
-    --count|--summary|--run-one) mode=${1#--}; shift ;;
+    --count|--summary) mode=${1#--}; shift ;;
+    --run-one) mode=run-one; shift ;;   # one job folder, as GNU parallel calls this script
     *) usage ;;
   esac
 done
@@ -107,11 +108,11 @@ case $mode in
   task)
     [[ $task =~ ^[0-9]+$ ]] && [ "$task" -lt ${#job_dirs[@]} ] ||
       { echo "vora batch: no job $task among the ${#job_dirs[@]} jobs in $batch" >&2; exit 2; }
-    run_one "${job_dirs[$task]}" ;;
+    run_one "${job_dirs[10#$task]}" ;;
   all)
     command -v parallel >/dev/null ||
       { echo "vora batch: GNU parallel is missing (scripts/install-deps.sh installs it)" >&2; exit 2; }
-    [ -x "$vora" ] || { echo "vora batch: no vora binary at $vora" >&2; exit 2; }
+    command -v "$vora" >/dev/null || { echo "vora batch: no vora binary at $vora" >&2; exit 2; }
     for dir in "${job_dirs[@]}"; do rm -f "$dir/vora-batch.status"; done
     # A failed job must not stop the others (--halt never); its status is in its folder.
     [ ${#job_dirs[@]} -eq 0 ] ||
