@@ -10,10 +10,16 @@ packages=(
   libgfortran-12-dev
   libgtest-dev libgmock-dev
   libbenchmark-dev
+  parallel
 )
 # The fuzz targets need clang with its sanitizer runtimes; only installed on request.
 if [ "${VORA_WITH_FUZZ:-0}" = "1" ]; then
   packages+=(clang libclang-rt-14-dev)
+fi
+# The Slurm job-array test starts its own single-node Slurm from these; only on request,
+# because on a systemd machine the packages also enable daemons of their own.
+if [ "${VORA_WITH_SLURM:-0}" = "1" ]; then
+  packages+=(slurm-wlm munge)
 fi
 
 missing=()
