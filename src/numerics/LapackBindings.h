@@ -35,6 +35,10 @@ void ztrevc3_(const char* side, const char* howmny, const int* select, const int
               const int* lwork, double* rwork, const int* lrwork, int* info);
 void zgebak_(const char* job, const char* side, const int* n, const int* ilo, const int* ihi, const double* scale,
              const int* m, Complex* v, const int* ldv, int* info);
+// Singular values only (JOBU = JOBVT = 'N'), for the passivity measure of the quality report.
+void zgesvd_(const char* jobu, const char* jobvt, const int* m, const int* n, Complex* a, const int* lda, double* s,
+             Complex* u, const int* ldu, Complex* vt, const int* ldvt, Complex* work, const int* lwork, double* rwork,
+             int* info);
 double dznrm2_(const int* n, const Complex* x, const int* incx);
 void zdscal_(const int* n, const double* alpha, Complex* x, const int* incx);
 int idamax_(const int* n, const double* x, const int* incx);
