@@ -10,6 +10,9 @@ packages=(
   libgfortran-12-dev
   libgtest-dev libgmock-dev
   libbenchmark-dev
+  nlohmann-json3-dev
+  python3-numpy python3-pytest python3-matplotlib python3-scikit-rf
+  chromium
 )
 # The fuzz targets need clang with its sanitizer runtimes; only installed on request.
 if [ "${VORA_WITH_FUZZ:-0}" = "1" ]; then
