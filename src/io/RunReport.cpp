@@ -1,5 +1,6 @@
 #include "io/RunReport.h"
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <sstream>
@@ -137,19 +138,37 @@ CollapsedFrequencies FindCollapsedFrequencies(const VoraJob& job)
 {
     CollapsedFrequencies found;
     const size_t K = std::min(job.frequencies.size(), static_cast<size_t>(std::max(job.frequencyCount, 0)));
+    char text[kStreamNumberMaxLength];
+    const auto printed = [&](size_t k) {
+        const char* end = FormatStreamDefault(text, job.frequencies[k] / job.freqUnitFactor);
+        return std::string(static_cast<const char*>(text), end);
+    };
+    const auto report = [&](size_t first, size_t second, std::string same) {
+        found.first = static_cast<int64_t>(first);
+        found.second = static_cast<int64_t>(second);
+        found.text = std::move(same);
+        return found;
+    };
+    // Every run asks, so the usual ascending sweep is answered without formatting each
+    // frequency: two values with the same six significant digits differ by less than a
+    // unit in the sixth digit, at most 1e-5 of the larger, so only closer neighbours are
+    // printed and compared.
+    const std::vector<double> sweep(job.frequencies.begin(), job.frequencies.begin() + static_cast<long>(K));
+    if (IsAscending(sweep)) {
+        for (size_t k = 1; k < K; ++k) {
+            const double a = sweep[k - 1] / job.freqUnitFactor;
+            const double b = sweep[k] / job.freqUnitFactor;
+            if (std::isfinite(a) && std::isfinite(b) && b - a > 2e-5 * std::max(std::fabs(a), std::fabs(b))) continue;
+            std::string previous = printed(k - 1);
+            if (previous == printed(k)) return report(k - 1, k, std::move(previous));
+        }
+        return found;
+    }
     std::unordered_map<std::string, int64_t> seen;
     seen.reserve(K);
-    char text[kStreamNumberMaxLength];
     for (size_t k = 0; k < K; ++k) {
-        const char* end = FormatStreamDefault(text, job.frequencies[k] / job.freqUnitFactor);
-        const std::string printed(static_cast<const char*>(text), end);
-        const auto [at, bNew] = seen.emplace(printed, static_cast<int64_t>(k));
-        if (!bNew) {
-            found.first = at->second;
-            found.second = static_cast<int64_t>(k);
-            found.text = at->first;
-            break;
-        }
+        const auto [at, bNew] = seen.emplace(printed(k), static_cast<int64_t>(k));
+        if (!bNew) return report(static_cast<size_t>(at->second), k, at->first);
     }
     return found;
 }
