@@ -105,8 +105,11 @@ Json GroupJson(const VoraJob& job, const CalibrationGroup& group, size_t number)
         files.push_back(FileNameOf(group.armFile1Path));
     j["armFiles"] = files;
     j["analysisLimitHz"] = Number(group.freqD);
-    // Only the open-Y/short-Z kind searches the resonances; 0 or less: none found.
-    const auto resonance = [&group](double f) { return group.armKind == 0 && f > 0.0 ? Number(f) : Json(nullptr); };
+    // Only the open-Y/short-Z kind searches the resonances, and only from method 2 on (below
+    // it the search answers 2·freqE without looking); 0 or less: none found.
+    const auto resonance = [&group](double f) {
+        return group.armKind == 0 && group.methodCode >= 2 && f > 0.0 ? Number(f) : Json(nullptr);
+    };
     j["resonanceHz"] = {{"shortZ11", resonance(group.shortResonanceFrequency)},
                         {"openY11", resonance(group.openResonanceFrequency)}};
     const std::vector<double>& x = group.extrapolatedFrequencies;
