@@ -163,6 +163,14 @@ def main():
             print(f"job {number}: {' '.join(options)}")
             f, S, _ = read_touchstone(os.path.join(job, f"whole.s{ports}p"), ports, np)
             problems += check("whole structure", quality["whole structure"], f, S, None, True, np)
+            arm = os.path.join(job, f"arm1.s{2 * ports}p")
+            if os.path.exists(arm):
+                # An arm given as one S file is the calibration's arm itself, at the simulated
+                # frequencies it matches: the report's arm must score as those records do.
+                fa, Sa, _ = read_touchstone(arm, 2 * ports, np)
+                matched = [int(np.argmin(np.abs(fa - x))) for x in f]
+                assert all(abs(fa[j] - x) <= 0.01 for j, x in zip(matched, f))
+                problems += check("arm of group 0", quality["arm of group 0"], fa[matched], Sa[matched], None, True, np)
             f, S, dS = read_touchstone(os.path.join(job, output), ports, np)
             exact = dS.max() <= 1e-15
             problems += check("de-embedded output", quality["de-embedded output"], f, S, dS, exact, np)
