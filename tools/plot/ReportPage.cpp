@@ -15,26 +15,6 @@ using Json = nlohmann::json;
 
 const char* const kColors[] = {"#1f77b4", "#d62728", "#2ca02c", "#9467bd", "#ff7f0e", "#17becf", "#8c564b", "#e377c2"};
 
-std::string Escape(const std::string& text)
-{
-    std::string out;
-    for (char c : text) {
-        if (c == '<') out += "&lt;";
-        else if (c == '>') out += "&gt;";
-        else if (c == '&') out += "&amp;";
-        else if (c == '"') out += "&quot;";
-        else out += c;
-    }
-    return out;
-}
-
-std::string Format(const char* format, double value)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, format, value);
-    return text;
-}
-
 double NumberOr(const Json& j, double otherwise)
 {
     return j.is_number() ? j.get<double>() : otherwise;
@@ -52,7 +32,7 @@ std::string Text(const Json& j)
 {
     if (j.is_string()) return j.get<std::string>();
     if (j.is_null()) return "-";
-    if (j.is_number_float()) return Format("%.6g", j.get<double>());
+    if (j.is_number_float()) return FormatNumber("%.6g", j.get<double>());
     return j.dump();
 }
 
@@ -60,10 +40,10 @@ std::string Hertz(const Json& j)
 {
     if (!j.is_number()) return "-";
     const double f = j.get<double>();
-    if (std::fabs(f) >= 1e9) return Format("%.6g GHz", f / 1e9);
-    if (std::fabs(f) >= 1e6) return Format("%.6g MHz", f / 1e6);
-    if (std::fabs(f) >= 1e3) return Format("%.6g kHz", f / 1e3);
-    return Format("%.6g Hz", f);
+    if (std::fabs(f) >= 1e9) return FormatNumber("%.6g GHz", f / 1e9);
+    if (std::fabs(f) >= 1e6) return FormatNumber("%.6g MHz", f / 1e6);
+    if (std::fabs(f) >= 1e3) return FormatNumber("%.6g kHz", f / 1e3);
+    return FormatNumber("%.6g Hz", f);
 }
 
 // Background colour of a class cell.
@@ -80,8 +60,8 @@ std::string ClassCell(const Json& metric, const std::string& worst)
 {
     if (!metric.is_object()) return "<td class=\"none\">no pairs</td>";
     const std::string c = Text(metric["class"]);
-    return std::string("<td style=\"background:") + ClassColor(c) + "\"><b>" + Escape(c) + "</b> " +
-           Escape(Text(metric["score"])) + "<br><small>" + worst + "</small></td>";
+    return std::string("<td style=\"background:") + ClassColor(c) + "\"><b>" + EscapeXml(c) + "</b> " +
+           EscapeXml(Text(metric["score"])) + "<br><small>" + worst + "</small></td>";
 }
 
 }  // namespace
@@ -129,21 +109,21 @@ std::string RenderChart(const Chart& chart)
     std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"640\" height=\"300\" viewBox=\"0 0 640 300\" "
                       "font-family=\"sans-serif\" font-size=\"11\" role=\"img\">\n";
     svg += "<rect width=\"640\" height=\"300\" fill=\"white\"/>\n";
-    svg += "<text x=\"" + Format("%.1f", left + plotW / 2) + "\" y=\"18\" text-anchor=\"middle\" font-size=\"13\">" +
-           Escape(chart.title) + "</text>\n";
+    svg += "<text x=\"" + FormatNumber("%.1f", left + plotW / 2) + "\" y=\"18\" text-anchor=\"middle\" font-size=\"13\">" +
+           EscapeXml(chart.title) + "</text>\n";
     for (const auto& [a, b] : chart.shaded) {
         const double x0 = X(std::max(a, xMin)), x1 = X(std::min(b, xMax));
         if (!(x1 >= x0)) continue;
-        svg += "<rect class=\"extrapolated\" x=\"" + Format("%.2f", x0) + "\" y=\"" + Format("%.2f", top) +
-               "\" width=\"" + Format("%.2f", std::max(x1 - x0, 2.0)) + "\" height=\"" + Format("%.2f", plotH) +
+        svg += "<rect class=\"extrapolated\" x=\"" + FormatNumber("%.2f", x0) + "\" y=\"" + FormatNumber("%.2f", top) +
+               "\" width=\"" + FormatNumber("%.2f", std::max(x1 - x0, 2.0)) + "\" height=\"" + FormatNumber("%.2f", plotH) +
                "\" fill=\"#f6c8a0\" fill-opacity=\"0.55\"/>\n";
     }
     for (double t : NiceTicks(xMin / scale, xMax / scale, 6)) {
-        const std::string x = Format("%.2f", X(t * scale));
-        svg += "<line x1=\"" + x + "\" y1=\"" + Format("%.2f", top) + "\" x2=\"" + x + "\" y2=\"" +
-               Format("%.2f", top + plotH) + "\" stroke=\"#ddd\"/>\n";
-        svg += "<text x=\"" + x + "\" y=\"" + Format("%.2f", top + plotH + 15) + "\" text-anchor=\"middle\">" +
-               Format("%g", t) + "</text>\n";
+        const std::string x = FormatNumber("%.2f", X(t * scale));
+        svg += "<line x1=\"" + x + "\" y1=\"" + FormatNumber("%.2f", top) + "\" x2=\"" + x + "\" y2=\"" +
+               FormatNumber("%.2f", top + plotH) + "\" stroke=\"#ddd\"/>\n";
+        svg += "<text x=\"" + x + "\" y=\"" + FormatNumber("%.2f", top + plotH + 15) + "\" text-anchor=\"middle\">" +
+               FormatNumber("%g", t) + "</text>\n";
     }
     std::vector<double> yTicks;
     if (chart.bLogarithmicY) {
@@ -153,24 +133,24 @@ std::string RenderChart(const Chart& chart)
         yTicks = NiceTicks(yMin, yMax, 6);
     }
     for (double t : yTicks) {
-        const std::string y = Format("%.2f", Y(t));
-        svg += "<line x1=\"" + Format("%.2f", left) + "\" y1=\"" + y + "\" x2=\"" + Format("%.2f", left + plotW) +
+        const std::string y = FormatNumber("%.2f", Y(t));
+        svg += "<line x1=\"" + FormatNumber("%.2f", left) + "\" y1=\"" + y + "\" x2=\"" + FormatNumber("%.2f", left + plotW) +
                "\" y2=\"" + y + "\" stroke=\"#ddd\"/>\n";
-        const std::string label = chart.bLogarithmicY ? "1e" + Format("%.0f", t) : Format("%.6g", t);
-        svg += "<text x=\"" + Format("%.2f", left - 6) + "\" y=\"" + y + "\" text-anchor=\"end\" dy=\"4\">" + label +
+        const std::string label = chart.bLogarithmicY ? "1e" + FormatNumber("%.0f", t) : FormatNumber("%.6g", t);
+        svg += "<text x=\"" + FormatNumber("%.2f", left - 6) + "\" y=\"" + y + "\" text-anchor=\"end\" dy=\"4\">" + label +
                "</text>\n";
     }
     if (chart.bReferenceLine && std::isfinite(value(chart.reference))) {
-        const std::string y = Format("%.2f", Y(value(chart.reference)));
-        svg += "<line x1=\"" + Format("%.2f", left) + "\" y1=\"" + y + "\" x2=\"" + Format("%.2f", left + plotW) +
+        const std::string y = FormatNumber("%.2f", Y(value(chart.reference)));
+        svg += "<line x1=\"" + FormatNumber("%.2f", left) + "\" y1=\"" + y + "\" x2=\"" + FormatNumber("%.2f", left + plotW) +
                "\" y2=\"" + y + "\" stroke=\"black\" stroke-dasharray=\"6,3\"/>\n";
     }
-    svg += "<rect x=\"" + Format("%.2f", left) + "\" y=\"" + Format("%.2f", top) + "\" width=\"" + Format("%.2f", plotW) +
-           "\" height=\"" + Format("%.2f", plotH) + "\" fill=\"none\" stroke=\"black\"/>\n";
-    svg += "<text x=\"" + Format("%.1f", left + plotW / 2) + "\" y=\"" + Format("%.1f", height - 6) +
+    svg += "<rect x=\"" + FormatNumber("%.2f", left) + "\" y=\"" + FormatNumber("%.2f", top) + "\" width=\"" + FormatNumber("%.2f", plotW) +
+           "\" height=\"" + FormatNumber("%.2f", plotH) + "\" fill=\"none\" stroke=\"black\"/>\n";
+    svg += "<text x=\"" + FormatNumber("%.1f", left + plotW / 2) + "\" y=\"" + FormatNumber("%.1f", height - 6) +
            "\" text-anchor=\"middle\">frequency (" + unit + ")</text>\n";
-    svg += "<text transform=\"translate(14," + Format("%.1f", top + plotH / 2) +
-           ") rotate(-90)\" text-anchor=\"middle\">" + Escape(chart.yLabel) + "</text>\n";
+    svg += "<text transform=\"translate(14," + FormatNumber("%.1f", top + plotH / 2) +
+           ") rotate(-90)\" text-anchor=\"middle\">" + EscapeXml(chart.yLabel) + "</text>\n";
 
     for (size_t c = 0; c < chart.series.size(); ++c) {
         const ChartSeries& s = chart.series[c];
@@ -190,13 +170,13 @@ std::string RenderChart(const Chart& chart)
                 continue;
             }
             if (!points.empty()) points += ' ';
-            points += Format("%.2f", X(s.x[k])) + "," + Format("%.2f", Y(y));
+            points += FormatNumber("%.2f", X(s.x[k])) + "," + FormatNumber("%.2f", Y(y));
         }
         flush();
         const double ly = top + 8 + 16.0 * static_cast<double>(c), lx = left + plotW + 10;
-        svg += "<line x1=\"" + Format("%.1f", lx) + "\" y1=\"" + Format("%.1f", ly) + "\" x2=\"" +
-               Format("%.1f", lx + 28) + "\" y2=\"" + Format("%.1f", ly) + "\"" + style + "/>\n";
-        svg += "<text x=\"" + Format("%.1f", lx + 33) + "\" y=\"" + Format("%.1f", ly + 4) + "\">" + Escape(s.label) +
+        svg += "<line x1=\"" + FormatNumber("%.1f", lx) + "\" y1=\"" + FormatNumber("%.1f", ly) + "\" x2=\"" +
+               FormatNumber("%.1f", lx + 28) + "\" y2=\"" + FormatNumber("%.1f", ly) + "\"" + style + "/>\n";
+        svg += "<text x=\"" + FormatNumber("%.1f", lx + 33) + "\" y=\"" + FormatNumber("%.1f", ly + 4) + "\">" + EscapeXml(s.label) +
                "</text>\n";
     }
     svg += "</svg>\n";
@@ -221,19 +201,19 @@ std::string RenderReportPage(const std::string& reportJson, std::string& error)
     const std::string status = Text(report["status"]);
     html += "<h1>vora run report</h1>\n<table id=\"summary\">\n";
     const auto row = [&html](const std::string& name, const std::string& value) {
-        html += "<tr><th>" + Escape(name) + "</th><td>" + value + "</td></tr>\n";
+        html += "<tr><th>" + EscapeXml(name) + "</th><td>" + value + "</td></tr>\n";
     };
-    row("program", Escape(Text(report["program"]) + " " + Text(report["version"])));
-    row("mode", Escape(Text(report["mode"])));
-    row("status", "<span class=\"status-" + Escape(status) + "\">" + Escape(status) + "</span>");
-    if (status != "success") row("failure", Escape(Text(report["failureLine"])));
-    row("run log", Escape(Text(report["logFile"])));
-    row("output", Escape(Text(report["outputFile"])));
-    row("ports", Escape(Text(report["ports"])));
+    row("program", EscapeXml(Text(report["program"]) + " " + Text(report["version"])));
+    row("mode", EscapeXml(Text(report["mode"])));
+    row("status", "<span class=\"status-" + EscapeXml(status) + "\">" + EscapeXml(status) + "</span>");
+    if (status != "success") row("failure", EscapeXml(Text(report["failureLine"])));
+    row("run log", EscapeXml(Text(report["logFile"])));
+    row("output", EscapeXml(Text(report["outputFile"])));
+    row("ports", EscapeXml(Text(report["ports"])));
     const Json& f = report["frequencies"];
-    std::string frequencies = Escape(Text(f["count"])) + " from " + Hertz(f["firstHz"]) + " to " + Hertz(f["lastHz"]);
+    std::string frequencies = EscapeXml(Text(f["count"])) + " from " + Hertz(f["firstHz"]) + " to " + Hertz(f["lastHz"]);
     if (f["collapsedInDefaultFormat"] == true)
-        frequencies += "; two of them print alike in the default format (\"" + Escape(Text(f["collapsed"]["text"])) +
+        frequencies += "; two of them print alike in the default format (\"" + EscapeXml(Text(f["collapsed"]["text"])) +
                        "\")";
     row("frequencies", frequencies);
     html += "</table>\n";
@@ -244,16 +224,16 @@ std::string RenderReportPage(const std::string& reportJson, std::string& error)
                 "<th>arm sampling</th></tr>\n";
         for (const Json& g : report["groups"]) {
             const Json& x = g["extrapolated"];
-            std::string extrapolated = Escape(Text(x["count"]));
+            std::string extrapolated = EscapeXml(Text(x["count"]));
             if (NumberOr(x["count"], 0) > 0) extrapolated += ", " + Hertz(x["firstHz"]) + " to " + Hertz(x["lastHz"]);
             std::string files, sampling;
-            for (const Json& file : g["armFiles"]) files += (files.empty() ? "" : "<br>") + Escape(Text(file));
+            for (const Json& file : g["armFiles"]) files += (files.empty() ? "" : "<br>") + EscapeXml(Text(file));
             for (const auto& [name, s] : g["sampling"].items())
-                sampling += (sampling.empty() ? "" : "<br>") + Escape(name) + ": " + Escape(Text(s["matched"])) +
-                            " matched, " + Escape(Text(s["interpolated"])) + " interpolated, " +
-                            Escape(Text(s["uncovered"])) + " not covered";
-            html += "<tr><td>" + Escape(Text(g["group"])) + "</td><td>" + Escape(Text(g["ports"])) + "</td><td>" +
-                    Escape(Text(g["armKind"])) + "</td><td>" + files + "</td><td>" + Hertz(g["analysisLimitHz"]) +
+                sampling += (sampling.empty() ? "" : "<br>") + EscapeXml(name) + ": " + EscapeXml(Text(s["matched"])) +
+                            " matched, " + EscapeXml(Text(s["interpolated"])) + " interpolated, " +
+                            EscapeXml(Text(s["uncovered"])) + " not covered";
+            html += "<tr><td>" + EscapeXml(Text(g["group"])) + "</td><td>" + EscapeXml(Text(g["ports"])) + "</td><td>" +
+                    EscapeXml(Text(g["armKind"])) + "</td><td>" + files + "</td><td>" + Hertz(g["analysisLimitHz"]) +
                     "</td><td>short Z11: " + Hertz(g["resonanceHz"]["shortZ11"]) +
                     "<br>open Y11: " + Hertz(g["resonanceHz"]["openY11"]) + "</td><td>" + extrapolated + "</td><td>" +
                     sampling + "</td></tr>\n";
@@ -266,7 +246,7 @@ std::string RenderReportPage(const std::string& reportJson, std::string& error)
         html += "<p>none</p>\n";
     } else {
         html += "<ul id=\"warnings\">\n";
-        for (const Json& w : report["warnings"]) html += "<li>" + Escape(Text(w)) + "</li>\n";
+        for (const Json& w : report["warnings"]) html += "<li>" + EscapeXml(Text(w)) + "</li>\n";
         html += "</ul>\n";
     }
 
@@ -276,15 +256,15 @@ std::string RenderReportPage(const std::string& reportJson, std::string& error)
         const Json& p = q["passivity"];
         const Json& r = q["reciprocity"];
         const Json& c = q["causality"];
-        const std::string pw = "largest singular value " + Escape(Text(p["worstLargestSingularValue"])) + " at " +
+        const std::string pw = "largest singular value " + EscapeXml(Text(p["worstLargestSingularValue"])) + " at " +
                                Hertz(p["worstFrequencyHz"]);
-        const std::string rw = r.is_object() ? "largest difference " + Escape(Text(r["worstDifference"])) + " at " +
+        const std::string rw = r.is_object() ? "largest difference " + EscapeXml(Text(r["worstDifference"])) + " at " +
                                                    Hertz(r["worstFrequencyHz"])
                                              : "";
-        const std::string cw = "worst element " + Escape(Text(c["worstElement"])) +
+        const std::string cw = "worst element " + EscapeXml(Text(c["worstElement"])) +
                                (c["worstFrequencyHz"].is_number() ? " near " + Hertz(c["worstFrequencyHz"]) : "");
-        html += "<tr><td>" + Escape(Text(q["name"])) + "<br><small>" + Escape(Text(q["source"])) + "</small></td><td>" +
-                Escape(Text(q["ports"])) + "</td><td>" + Escape(Text(q["points"])) + "</td>" + ClassCell(p, pw) +
+        html += "<tr><td>" + EscapeXml(Text(q["name"])) + "<br><small>" + EscapeXml(Text(q["source"])) + "</small></td><td>" +
+                EscapeXml(Text(q["ports"])) + "</td><td>" + EscapeXml(Text(q["points"])) + "</td>" + ClassCell(p, pw) +
                 ClassCell(r, rw) + ClassCell(c, cw) + "</tr>\n";
     }
     html += "</table>\n<p><small>Passivity and reciprocity: Good &gt; 99.9, Acceptable &gt; 99, Inconclusive &gt; 80, "

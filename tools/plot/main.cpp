@@ -26,6 +26,20 @@ int Usage(const std::string& problem)
     return 2;
 }
 
+// 0, or 1 after saying why the file could not be written.
+int WriteFile(const std::string& path, const std::string& text)
+{
+    std::ofstream out(path);
+    out << text;
+    out.close();
+    if (!out) {
+        std::fprintf(stderr, "vora-plot: cannot write %s\n", path.c_str());
+        return 1;
+    }
+    std::printf("wrote %s\n", path.c_str());
+    return 0;
+}
+
 int WriteReportPage(const std::string& reportPath, const std::string& output)
 {
     std::ifstream in(reportPath);
@@ -41,15 +55,7 @@ int WriteReportPage(const std::string& reportPath, const std::string& output)
         std::fprintf(stderr, "vora-plot: %s: %s\n", reportPath.c_str(), error.c_str());
         return 1;
     }
-    std::ofstream out(output);
-    out << page;
-    out.close();
-    if (!out) {
-        std::fprintf(stderr, "vora-plot: cannot write %s\n", output.c_str());
-        return 1;
-    }
-    std::printf("wrote %s\n", output.c_str());
-    return 0;
+    return WriteFile(output, page);
 }
 
 }  // namespace
@@ -122,13 +128,5 @@ int main(int argc, char** argv)
             curves.push_back(std::move(curve));
         }
     }
-    std::ofstream out(output);
-    out << RenderSvg(curves, title);
-    out.close();
-    if (!out) {
-        std::fprintf(stderr, "vora-plot: cannot write %s\n", output.c_str());
-        return 1;
-    }
-    std::printf("wrote %s\n", output.c_str());
-    return 0;
+    return WriteFile(output, RenderSvg(curves, title));
 }
