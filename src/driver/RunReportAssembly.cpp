@@ -20,12 +20,6 @@ namespace {
 // Plots are drawn for the first ports only: a page of hundreds of pictures helps nobody.
 constexpr int32_t kPlottedPorts = 8;
 
-std::string FileNameOfPath(const std::string& path)
-{
-    const size_t slash = path.find_last_of("/\\");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 size_t FrequencyCount(const VoraJob& job)
 {
     return std::min(job.frequencies.size(), static_cast<size_t>(std::max(job.frequencyCount, 0)));
@@ -68,11 +62,6 @@ QualityReport Measure(const std::string& name, const std::string& source, int32_
 
 double Decibels(Complex z) { return 20.0 * std::log10(std::abs(z)); }
 
-std::string EntryName(int32_t row, int32_t column)
-{
-    return "S" + std::to_string(row + 1) + (row >= 9 || column >= 9 ? "," : "") + std::to_string(column + 1);
-}
-
 // Entry (i, j) of the whole structure's record k, read row-major.
 Complex WholeEntry(const VoraJob& job, size_t k, int32_t i, int32_t j)
 {
@@ -89,7 +78,7 @@ void MeasureDeembedding(VoraJob& job, bool bSucceeded, RunReport& report)
                         job.wholeValues.width() == 2 * N * N;
     const int32_t n = static_cast<int32_t>(N);
     if (bWhole) {
-        report.quality.push_back(Measure("whole structure", FileNameOfPath(job.wholeStructureFilePath), n,
+        report.quality.push_back(Measure("whole structure", job.wholeStructureFilePath, n,
                                          job.frequencies, K, [&](size_t k, dcm& S) {
                                              for (int32_t i = 0; i < n; ++i)
                                                  for (int32_t j = 0; j < n; ++j) S(i, j) = WholeEntry(job, k, i, j);
@@ -134,7 +123,7 @@ void MeasureDeembedding(VoraJob& job, bool bSucceeded, RunReport& report)
     };
     const auto panel = [&](int32_t i, int32_t j) {
         PlotPanel p;
-        p.title = EntryName(i, j);
+        p.title = SparamEntryName(i, j);
         p.labels.push_back("whole structure");
         if (bOutput) p.labels.push_back("de-embedded");
         for (size_t c = 0; c < p.labels.size(); ++c) {
@@ -190,7 +179,7 @@ void MeasureGeneralized(VoraJob& job, bool bSucceeded, RunReport& report)
     report.plotFrequencies.assign(job.frequencies.begin(), job.frequencies.begin() + static_cast<long>(K));
     for (const auto& [i, j] : {std::pair{0, 0}, std::pair{1, 0}}) {
         PlotPanel p;
-        p.title = EntryName(i, j);
+        p.title = SparamEntryName(i, j);
         for (int file = 0; file < 2; ++file) {
             if (!(file == 0 ? b1 : b2)) continue;
             const RecordTable& values = file == 0 ? job.sFile1Values : job.sFile2Values;

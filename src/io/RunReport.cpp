@@ -44,11 +44,6 @@ const char* ArmKindName(int32_t armKind)
     }
 }
 
-std::string ElementName(int32_t row, int32_t column)
-{
-    return "S" + std::to_string(row + 1) + (row >= 9 || column >= 9 ? "," : "") + std::to_string(column + 1);
-}
-
 Json PointFrequency(const QualityReport& q, size_t point)
 {
     if (point == QualityMeasures::kNoPoint || point >= q.frequencies.size()) return nullptr;
@@ -60,7 +55,7 @@ Json QualityJson(const QualityReport& q)
     const QualityMeasures& m = q.measures;
     Json j;
     j["name"] = q.name;
-    j["source"] = q.source;
+    j["source"] = FileNameOf(q.source);
     j["ports"] = m.portCount;
     j["points"] = m.pointCount;
     j["passivity"] = {
@@ -75,8 +70,8 @@ Json QualityJson(const QualityReport& q)
             {"class", QualityClassName(ClassifyPassivityOrReciprocity(m.reciprocityScore))},
             {"worstFrequencyHz", PointFrequency(q, m.reciprocityWorstPoint)},
             {"worstDifference", Number(m.reciprocityWorstValue)},
-            {"worstPair", {ElementName(m.reciprocityWorstRow, m.reciprocityWorstColumn),
-                           ElementName(m.reciprocityWorstColumn, m.reciprocityWorstRow)}},
+            {"worstPair", {SparamEntryName(m.reciprocityWorstRow, m.reciprocityWorstColumn),
+                           SparamEntryName(m.reciprocityWorstColumn, m.reciprocityWorstRow)}},
         };
     } else {
         j["reciprocity"] = nullptr;
@@ -84,7 +79,7 @@ Json QualityJson(const QualityReport& q)
     j["causality"] = {
         {"score", Number(m.causalityScore)},
         {"class", QualityClassName(ClassifyCausality(m.causalityScore))},
-        {"worstElement", ElementName(m.causalityWorstRow, m.causalityWorstColumn)},
+        {"worstElement", SparamEntryName(m.causalityWorstRow, m.causalityWorstColumn)},
         {"worstFrequencyHz", PointFrequency(q, m.causalityWorstPoint)},
     };
     j["frequencyHz"] = Numbers(q.frequencies);
@@ -136,6 +131,11 @@ Json GroupJson(const VoraJob& job, const CalibrationGroup& group, size_t number)
 }
 
 }  // namespace
+
+std::string SparamEntryName(int32_t row, int32_t column)
+{
+    return "S" + std::to_string(row + 1) + (row >= 9 || column >= 9 ? "," : "") + std::to_string(column + 1);
+}
 
 CollapsedFrequencies FindCollapsedFrequencies(const VoraJob& job)
 {

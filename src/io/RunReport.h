@@ -16,7 +16,7 @@ struct VoraJob;
 /// in Hz, one per measured point.
 struct QualityReport {
     std::string name;    // "whole structure", "arm of group 0", "de-embedded output", ...
-    std::string source;  // the file or step the values come from
+    std::string source;  // the file (the report names it without its folder) or step the values come from
     std::vector<double> frequencies;
     QualityMeasures measures;
 };
@@ -38,6 +38,9 @@ struct RunReport {
     std::vector<double> plotFrequencies;  // Hz
     std::vector<PlotPanel> panels;
 };
+
+/// "S21" for row 1, column 0; "S10,12" once an index passes 9.
+std::string SparamEntryName(int32_t row, int32_t column);
 
 /// Two output frequencies whose texts in the default number format (six significant
 /// digits, in the file's unit) are the same: their indices, first < second, or -1, -1.
