@@ -25,20 +25,19 @@ size_t FrequencyCount(const VoraJob& job)
     return std::min(job.frequencies.size(), static_cast<size_t>(std::max(job.frequencyCount, 0)));
 }
 
-// The log line that says why the run failed: the last "VORA:: " line (bad input contents),
-// else the last line of the log.
-std::string FailureLine(VoraJob& job)
+// The log lines that say why the run failed: the last "VORA:: " line (bad input contents;
+// "" when there is none) and the log's last line (the failing step's own).
+void ReadFailureLines(VoraJob& job, RunReport& report)
 {
     job.logStream.flush();
     std::ifstream log(job.logFilePath);
-    std::string line, last, lastContent;
+    std::string line;
     while (std::getline(log, line)) {
         while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.pop_back();
         if (line.empty()) continue;
-        last = line;
-        if (line.rfind("VORA:: ", 0) == 0) lastContent = line;
+        report.lastLogLine = line;
+        if (line.rfind("VORA:: ", 0) == 0) report.failureLine = line;
     }
-    return lastContent.empty() ? last : lastContent;
 }
 
 // Measures `count` points whose S `fill` writes into an n x n matrix.
@@ -216,7 +215,7 @@ void FinishRunReport(VoraJob& job, bool bSucceeded, std::ostream& err)
         RunReport report;
         report.version = VoraVersionText;
         report.status = bSucceeded ? "success" : "failure";
-        if (!bSucceeded) report.failureLine = FailureLine(job);
+        if (!bSucceeded) ReadFailureLines(job, report);
         if (job.runMode == 1)
             MeasureGeneralized(job, bSucceeded, report);
         else

@@ -224,7 +224,9 @@ std::string RunReportJson(const VoraJob& job, const RunReport& report)
     j["mode"] = job.runMode == 1 ? "generalized" : "de-embedding";
     j["status"] = report.status;
     j["logFile"] = FileNameOf(job.logFilePath);
-    j["failureLine"] = report.status == "success" ? Json(nullptr) : Json(report.failureLine);
+    const bool bFailed = report.status != "success";
+    j["failureLine"] = bFailed && !report.failureLine.empty() ? Json(report.failureLine) : Json(nullptr);
+    j["lastLogLine"] = bFailed && !report.lastLogLine.empty() ? Json(report.lastLogLine) : Json(nullptr);
     j["outputFile"] = job.outputFileName;
 
     const size_t K = std::min(job.frequencies.size(), static_cast<size_t>(std::max(job.frequencyCount, 0)));

@@ -33,7 +33,8 @@ struct RunReport {
     std::string program = "vora";
     std::string version;
     std::string status;       // "success" or "failure"
-    std::string failureLine;  // the log line that says why it failed ("" on success)
+    std::string failureLine;  // the last "VORA:: " line of a failed run's log ("": none)
+    std::string lastLogLine;  // the last line of a failed run's log: the failing step's
     std::vector<QualityReport> quality;
     std::vector<double> plotFrequencies;  // Hz
     std::vector<PlotPanel> panels;

@@ -128,12 +128,15 @@ TEST(RunReport, AFailedRunReportsItsReasonAndWhatWasRead)
     const Json report = ReadReport(dir, "r.json");
     ASSERT_TRUE(report.is_object()) << run.err;
     EXPECT_EQ(report["status"], "failure");
-    std::string lastContentLine;
+    std::string lastContentLine, lastLine;
     std::istringstream log(run.log);
-    for (std::string line; std::getline(log, line);)
+    for (std::string line; std::getline(log, line);) {
         if (line.rfind("VORA:: ", 0) == 0) lastContentLine = line;
+        if (!line.empty()) lastLine = line;
+    }
     ASSERT_FALSE(lastContentLine.empty()) << run.log;
     EXPECT_EQ(report["failureLine"], lastContentLine);
+    EXPECT_EQ(report["lastLogLine"].get<std::string>() + " ", lastLine);  // the log's line ends in a blank
     EXPECT_NE(QualityNamed(report, "whole structure"), nullptr);
     EXPECT_EQ(QualityNamed(report, "de-embedded output"), nullptr);
 }

@@ -206,7 +206,10 @@ std::string RenderReportPage(const std::string& reportJson, std::string& error)
     row("program", EscapeXml(Text(report["program"]) + " " + Text(report["version"])));
     row("mode", EscapeXml(Text(report["mode"])));
     row("status", "<span class=\"status-" + EscapeXml(status) + "\">" + EscapeXml(status) + "</span>");
-    if (status != "success") row("failure", EscapeXml(Text(report["failureLine"])));
+    if (status != "success") {
+        row("failure", EscapeXml(Text(report["failureLine"])));
+        row("failed step", EscapeXml(Text(report["lastLogLine"])));
+    }
     row("run log", EscapeXml(Text(report["logFile"])));
     row("output", EscapeXml(Text(report["outputFile"])));
     row("ports", EscapeXml(Text(report["ports"])));
