@@ -5,6 +5,7 @@
 #include <fstream>
 #include <functional>
 #include <new>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -230,8 +231,10 @@ void FinishRunReport(VoraJob& job, bool bSucceeded, std::ostream& err)
             err << "VORA report: " << q.name << ": passivity " << passivity << ", reciprocity " << reciprocity
                 << ", causality " << causality << "\n";
             const auto poor = [&](const char* metric, const char* c, double score) {
-                if (std::string(c) == "Poor")
-                    job.warnings.push_back(q.name + ": " + metric + " is Poor (score " + std::to_string(score) + ")");
+                if (std::string(c) != "Poor") return;
+                std::ostringstream text;
+                text << q.name << ": " << metric << " is Poor (score " << score << ")";
+                job.warnings.push_back(text.str());
             };
             poor("passivity", passivity, m.passivityScore);
             poor("reciprocity", reciprocity, m.reciprocityScore);
