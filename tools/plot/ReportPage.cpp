@@ -94,7 +94,13 @@ std::string RenderChart(const Chart& chart)
         // Round-off floors of 1e-17 would squash the rest: at most 12 decades are shown.
         yMin = std::max(yMin, yMax - 12.0);
     } else {
-        const double pad = (yMax - yMin) * 0.08 + 1e-12 * std::max(1.0, std::fabs(yMax));
+        // A curve flat to six digits gets a range its tick labels can tell apart.
+        const double center = 0.5 * (yMin + yMax), size = std::max(1.0, std::fabs(center));
+        if (yMax - yMin < 1e-6 * size) {
+            yMin = center - 0.05 * size;
+            yMax = center + 0.05 * size;
+        }
+        const double pad = (yMax - yMin) * 0.08;
         yMin -= pad;
         yMax += pad;
     }
