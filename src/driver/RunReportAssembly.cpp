@@ -74,15 +74,15 @@ void MeasureDeembedding(VoraJob& job, bool bSucceeded, RunReport& report)
 {
     const int64_t N = job.portCount;
     const size_t K = FrequencyCount(job);
-    const bool bWhole = N >= 1 && N <= 46340 && K > 0 && job.wholeValues.size() >= K &&
-                        job.wholeValues.width() == 2 * N * N;
+    const bool bWhole =
+        N >= 1 && N <= 46340 && K > 0 && job.wholeValues.size() >= K && job.wholeValues.width() == 2 * N * N;
     const int32_t n = static_cast<int32_t>(N);
     if (bWhole) {
-        report.quality.push_back(Measure("whole structure", job.wholeStructureFilePath, n,
-                                         job.frequencies, K, [&](size_t k, dcm& S) {
-                                             for (int32_t i = 0; i < n; ++i)
-                                                 for (int32_t j = 0; j < n; ++j) S(i, j) = WholeEntry(job, k, i, j);
-                                         }));
+        report.quality.push_back(
+            Measure("whole structure", job.wholeStructureFilePath, n, job.frequencies, K, [&](size_t k, dcm& S) {
+                for (int32_t i = 0; i < n; ++i)
+                    for (int32_t j = 0; j < n; ++j) S(i, j) = WholeEntry(job, k, i, j);
+            }));
     }
 
     for (size_t g = 0; g < job.calibrationGroups.size(); ++g) {

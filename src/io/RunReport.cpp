@@ -37,10 +37,10 @@ Json Numbers(const std::vector<double>& values)
 const char* ArmKindName(int32_t armKind)
 {
     switch (armKind) {
-    case 0: return "open Y and short Z";
-    case 1: return "arm S";
-    case 2: return "open S and short S";
-    default: return "unknown";
+        case 0: return "open Y and short Z";
+        case 1: return "arm S";
+        case 2: return "open S and short S";
+        default: return "unknown";
     }
 }
 
@@ -70,8 +70,9 @@ Json QualityJson(const QualityReport& q)
             {"class", QualityClassName(ClassifyPassivityOrReciprocity(m.reciprocityScore))},
             {"worstFrequencyHz", PointFrequency(q, m.reciprocityWorstPoint)},
             {"worstDifference", Number(m.reciprocityWorstValue)},
-            {"worstPair", {SparamEntryName(m.reciprocityWorstRow, m.reciprocityWorstColumn),
-                           SparamEntryName(m.reciprocityWorstColumn, m.reciprocityWorstRow)}},
+            {"worstPair",
+             {SparamEntryName(m.reciprocityWorstRow, m.reciprocityWorstColumn),
+              SparamEntryName(m.reciprocityWorstColumn, m.reciprocityWorstRow)}},
         };
     } else {
         j["reciprocity"] = nullptr;
@@ -238,8 +239,8 @@ std::string RunReportJson(const VoraJob& job, const RunReport& report)
         const CollapsedFrequencies collapsed = FindCollapsedFrequencies(job);
         frequencies["collapsedInDefaultFormat"] = collapsed.first >= 0;
         if (collapsed.first >= 0)
-            frequencies["collapsed"] = {{"first", collapsed.first + 1}, {"second", collapsed.second + 1},
-                                        {"text", collapsed.text}};
+            frequencies["collapsed"] = {
+                {"first", collapsed.first + 1}, {"second", collapsed.second + 1}, {"text", collapsed.text}};
     } else {
         frequencies["collapsedInDefaultFormat"] = nullptr;  // the output prints whole hertz
     }
@@ -247,7 +248,8 @@ std::string RunReportJson(const VoraJob& job, const RunReport& report)
     j["frequencies"] = frequencies;
 
     Json groups = Json::array();
-    for (size_t g = 0; g < job.calibrationGroups.size(); ++g) groups.push_back(GroupJson(job, job.calibrationGroups[g], g));
+    for (size_t g = 0; g < job.calibrationGroups.size(); ++g)
+        groups.push_back(GroupJson(job, job.calibrationGroups[g], g));
     j["groups"] = groups;
     j["warnings"] = job.warnings;
 

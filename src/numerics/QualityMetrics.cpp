@@ -62,10 +62,10 @@ double WeightedScore(const std::vector<double>& measures, double allowance)
 const char* QualityClassName(QualityClass c)
 {
     switch (c) {
-    case QualityClass::Good: return "Good";
-    case QualityClass::Acceptable: return "Acceptable";
-    case QualityClass::Inconclusive: return "Inconclusive";
-    case QualityClass::Poor: break;
+        case QualityClass::Good: return "Good";
+        case QualityClass::Acceptable: return "Acceptable";
+        case QualityClass::Inconclusive: return "Inconclusive";
+        case QualityClass::Poor: break;
     }
     return "Poor";
 }
@@ -117,7 +117,8 @@ void QualityAccumulator::Add(const dcm& S)
                 const double d = std::abs(S(r, c) - S(c, r));
                 sum += d;
                 const bool bWorse = reciprocityWorstPoint_ == QualityMeasures::kNoPoint ||
-                                    d > reciprocityWorstValue_ || (std::isnan(d) && !std::isnan(reciprocityWorstValue_));
+                                    d > reciprocityWorstValue_ ||
+                                    (std::isnan(d) && !std::isnan(reciprocityWorstValue_));
                 if (bWorse) {
                     reciprocityWorstValue_ = d;
                     reciprocityWorstPoint_ = k;

@@ -84,7 +84,8 @@ TEST(RunReport, TheExampleScoresGoodAndRunsAsWithoutTheReport)
     EXPECT_EQ((*arm)["ports"], 4);
     const Json* output = QualityNamed(report, "de-embedded output");
     ASSERT_NE(output, nullptr);
-    for (const char* metric : {"passivity", "reciprocity", "causality"}) EXPECT_EQ((*output)[metric]["class"], "Good");
+    for (const char* metric : {"passivity", "reciprocity", "causality"})
+        EXPECT_EQ((*output)[metric]["class"], "Good");
     EXPECT_NE(b.err.find("VORA report: de-embedded output: passivity Good, reciprocity Good, causality Good\n"),
               std::string::npos);
 }
@@ -108,8 +109,8 @@ TEST(RunReport, ListsTheArmPointsExtrapolatedAboveTheLimitAndWarns)
     ASSERT_EQ(x["frequenciesHz"].size(), above.size());
     for (size_t k = 0; k < above.size(); ++k) EXPECT_NEAR(x["frequenciesHz"][k].get<double>(), above[k], 1e-3);
     EXPECT_NEAR(report["groups"][0]["analysisLimitHz"].get<double>(), limit, 1e-6 * limit);
-    const std::string warning = "VORA warning: calibration group 0: arm data of " + std::to_string(above.size()) +
-                                " points from ";
+    const std::string warning =
+        "VORA warning: calibration group 0: arm data of " + std::to_string(above.size()) + " points from ";
     EXPECT_NE(run.err.find(warning), std::string::npos) << run.err;
     ASSERT_FALSE(report["warnings"].empty());
     EXPECT_NE(report["warnings"][0].get<std::string>().find("replaced by extrapolation"), std::string::npos);
@@ -148,8 +149,9 @@ TEST(RunReport, FrequenciesThatPrintAlikeAreFlagged)
     ASSERT_TRUE(GenerateJob("--ports 2 --group 1,2:EP --points 11 --fstart 1G --fstop 1.00001G", dir.dir()));
     const VoraRun run = RunVora({"-filepath", dir.dir(), "-in", "job.map", "-out", "out.s2p", "-report", "r.json"},
                                 dir.path(), dir.path());
-    EXPECT_NE(run.err.find("VORA warning: output frequencies 1 and 2 both print as \"1\" in the default number format"),
-              std::string::npos)
+    EXPECT_NE(
+        run.err.find("VORA warning: output frequencies 1 and 2 both print as \"1\" in the default number format"),
+        std::string::npos)
         << run.err;
     const Json report = ReadReport(dir, "r.json");
     ASSERT_TRUE(report.is_object());

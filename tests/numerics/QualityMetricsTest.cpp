@@ -92,8 +92,8 @@ TEST(QualityMetrics, ThresholdsTakeTheLowerClass)
         double score;
         Q passivity, causality;
     } cases[] = {
-        {100.0, Q::Good, Q::Good},      {99.9, Q::Acceptable, Q::Good},   {99.0, Q::Inconclusive, Q::Good},
-        {80.0, Q::Poor, Q::Acceptable}, {50.0, Q::Poor, Q::Inconclusive}, {20.0, Q::Poor, Q::Poor},
+        {100.0, Q::Good, Q::Good},        {99.9, Q::Acceptable, Q::Good},   {99.0, Q::Inconclusive, Q::Good},
+        {80.0, Q::Poor, Q::Acceptable},   {50.0, Q::Poor, Q::Inconclusive}, {20.0, Q::Poor, Q::Poor},
         {std::nan(""), Q::Poor, Q::Poor},
     };
     for (const auto& c : cases) {
@@ -123,8 +123,10 @@ TEST(QualityMetrics, NonFiniteValuesAndOnePortsScoreAsTheyShould)
     dcm S(2);
     for (int k = 0; k < 10; ++k) {
         S(0, 1) = S(1, 0) = std::polar(0.5, -0.1 * k);
-        if (k == 4) S(0, 0) = Complex(std::numeric_limits<double>::infinity(), 0.0);
-        else S(0, 0) = 0.0;
+        if (k == 4)
+            S(0, 0) = Complex(std::numeric_limits<double>::infinity(), 0.0);
+        else
+            S(0, 0) = 0.0;
         twoPort.Add(S);
     }
     const QualityMeasures q = twoPort.Finish();

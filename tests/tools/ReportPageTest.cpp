@@ -6,7 +6,8 @@
 
 namespace {
 
-// A report as the engine writes it, cut to what the page reads.
+// A report as the engine writes it, cut to what the page reads (without lastLogLine, as a
+// report of another version might be: the page must not depend on every field).
 const char* const kReport = R"({
   "program": "vora", "version": "1.0.0.1.0   001", "mode": "de-embedding", "status": "failure",
   "logFile": "vora_1.log", "failureLine": "VORA:: Could not find o-arm <1> file", "outputFile": "out.s2p",
