@@ -11,6 +11,9 @@ packages=(
   libgtest-dev libgmock-dev
   libbenchmark-dev
   parallel
+  nlohmann-json3-dev
+  python3-numpy python3-pytest python3-matplotlib python3-scikit-rf
+  chromium
 )
 # The fuzz targets need clang with its sanitizer runtimes; only installed on request.
 if [ "${VORA_WITH_FUZZ:-0}" = "1" ]; then

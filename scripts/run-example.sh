@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # De-embeds the bundled example job: copies it into the build folder (so the source tree
 # stays clean), runs vora on it, prints a short summary and the run log, checks the result
-# against the job's known device and draws raw, de-embedded and true |S| in one picture.
+# against the job's known device and draws raw, de-embedded and true |S| in one picture;
+# the run's quality report (report.json) and its page (report.html) go beside it.
 set -euo pipefail
 build=${1:-build}
 example=${2:-examples/coupled-lines}
@@ -20,7 +21,7 @@ groups=$(awk 'toupper(substr($1,1,2))=="NC"{print int($2); exit}' "$job/$map")
 output="deembedded.s${ports}p"
 
 status=0
-"$build/vora" -filepath "$job/" -in "$map" -out "$output" || status=$?
+"$build/vora" -filepath "$job/" -in "$map" -out "$output" -report report.json || status=$?
 log=$(ls -t "$job"/vora_*.log | head -n 1)
 frequencies=$(grep -cvE '^[[:space:]]*([!#]|$)' "$job/$output" || true)
 
@@ -48,4 +49,8 @@ if [ -x "$build/tools/vora-plot" ]; then
       --title "example: raw, de-embedded and true device" -o plot.svg \
       "whole.s${ports}p=whole structure" "$output=de-embedded" "device.s${ports}p=true device")
   echo "== picture: $job/plot.svg"
+  if [ -f "$job/report.json" ]; then
+    "$build/tools/vora-plot" --report "$job/report.json" -o "$job/report.html" >/dev/null
+    echo "== quality report: $job/report.json, page: $job/report.html"
+  fi
 fi

@@ -179,6 +179,7 @@ int32_t AnalysePortLinesNoiseProcess(CalibrationGroup& group)
         if (!group.bActive || f < group.freqD) continue;
         // kLow <= k, so the records of k cover both.
         if (!HasRecord(group.shortValues, k) || !HasRecord(group.openValues, k)) return LogMissingRecord(group, k);
+        group.extrapolatedFrequencies.push_back(f);
 
         const double fLow = group.commonFrequencies[static_cast<size_t>(kLow)];
         double* shortArm = group.shortValues[static_cast<size_t>(k)];
@@ -296,6 +297,7 @@ int32_t ExtrapolateArmPoint(CalibrationGroup& group, double f, int32_t kLow, int
     if (!group.bActive || f < group.freqD) return 0;
     if (group.portCount < 1) return LogBadPortCount(group);
     if (!HasRecord(group.shortValues, k) || !HasRecord(group.openValues, k)) return LogMissingRecord(group, k);
+    group.extrapolatedFrequencies.push_back(f);
 
     if (group.methodCode != 0 && f >= group.freqE)
         return ExtrapolateFromReferencePoint(group, f, kHigh, k, valueCount, !VoraGlobal_b_HoldPortLineRealParts);

@@ -385,6 +385,37 @@ bool DeriveArmSParameters(CalibrationGroup& group)
     return true;
 }
 
+size_t ForEachDerivedArm(CalibrationGroup& group, const std::function<void(size_t k, const dcm& S)>& visit)
+{
+    if (group.job == nullptr || !IsDerivedKind(group.armKind)) return 0;
+    const int32_t n = group.portCount;
+    const int32_t K = group.job->frequencyCount;
+    // The checks the calibration makes before it derives anything, as far as the arm alone needs them.
+    if (n < 1 || n > 46340 / 2 || K < 1 || group.job->frequencies.size() < static_cast<size_t>(K)) return 0;
+    if (group.armKind == 0 && group.portResistances.size() < static_cast<size_t>(n)) return 0;
+
+    InitGroupWork(group, 1);
+    ArmDerivation d;
+    d.Prepare(group);
+    const bool useScalars = VoraGlobal_b_Use_vc_Saa_Sab_Sba_Sbb_ForSpecialCaseOfOnly1CGroupPort && n == 1;
+    dcm S(2 * n);
+    size_t k = 0;
+    for (; k < static_cast<size_t>(K); ++k) {
+        if (!DeriveArmAt(group, d, k, 0)) break;
+        for (int32_t i = 0; i < n; ++i) {
+            for (int32_t j = 0; j < n; ++j) {
+                S(i, j) = useScalars ? group.vc_Saa[0] : group.vdcm_Saa[0](i, j);
+                S(i, n + j) = useScalars ? group.vc_Sab[0] : group.vdcm_Sab[0](i, j);
+                S(n + i, j) = useScalars ? group.vc_Sba[0] : group.vdcm_Sba[0](i, j);
+                S(n + i, n + j) = useScalars ? group.vc_Sbb[0] : group.vdcm_Sbb[0](i, j);
+            }
+        }
+        visit(k, S);
+    }
+    InitGroupWork(group, 0);
+    return k;
+}
+
 void AssembleErrorNetwork(VoraJob& job, size_t k)
 {
     const int32_t N = static_cast<int32_t>(job.portCount);

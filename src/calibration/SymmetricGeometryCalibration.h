@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <vector>
 
@@ -35,6 +36,13 @@ void InitGroupWork(CalibrationGroup& group, int32_t slots = -1);
 /// The group's error box at every simulated frequency, by its arm kind. false when a
 /// lookup fails or a matrix is singular (nothing is logged).
 [[nodiscard]] bool DeriveArmSParameters(CalibrationGroup& group);
+
+/// The group's arm at every simulated frequency as one 2n-port S, [Saa Sab; Sba Sbb] (the n
+/// ports of end a first), derived by the calibration's own arithmetic and handed to `visit`
+/// with the frequency index; for the run report. Needs nothing the calibration checks
+/// beyond the group itself, and logs nothing. Returns the number of frequencies derived:
+/// fewer than the job's when a derivation fails there, 0 for a group it cannot derive.
+size_t ForEachDerivedArm(CalibrationGroup& group, const std::function<void(size_t k, const dcm& S)>& visit);
 
 // --- pieces of the method, also used on their own by the tests ------------------------
 

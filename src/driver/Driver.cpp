@@ -13,6 +13,7 @@
 #include "driver/ExtraOptions.h"
 #include "driver/Prescan.h"
 #include "driver/RunLog.h"
+#include "driver/RunReportAssembly.h"
 #include "driver/RunSteps.h"
 #include "gsparam/GeneralizedSparam.h"
 #include "io/ArmFiles.h"
@@ -238,6 +239,7 @@ int RunLegacyCommandLine(int argc, const char* const* argv, std::ostream& out, s
 
     const RunEnd end = job->runMode != 1 ? RunDeembedding(*job, argc, argv, out, steps)
                                           : RunGeneralized(*job, argc, argv, out, steps);
+    FinishRunReport(*job, end == RunEnd::Success || end == RunEnd::EndedStatus0, err);
     // Warnings are for the person at the console; the parent tools read only the log and
     // standard output, so they go to standard error whatever the run's end.
     for (const std::string& warning : job->warnings) err << "VORA warning: " << warning << "\n";

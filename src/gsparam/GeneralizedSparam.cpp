@@ -128,6 +128,14 @@ void SparamToTransfer(const Complex* S, Complex* T)
     T[3] = 1.0 / S21;
 }
 
+bool TwoPortSparamOfRecord(const double* record, const std::string& format, Complex* S)
+{
+    const PairFormat pairFormat = FormatOf(format);
+    if (pairFormat == PairFormat::Unknown) return false;
+    FillSparam(record, pairFormat, S);
+    return true;
+}
+
 void Invert2x2(Complex* M)
 {
     const Complex det = M[0] * M[3] - M[1] * M[2];
@@ -209,6 +217,7 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
     // Only the index of the first failure comes back from the processes; the same
     // arithmetic on the same values fails the same way here.
     const Failure failed = solved < K ? solveAt(solved) : Failure{Failure::None, 0};
+    if (!job.reportFileName.empty()) job.generalizedValues.assign(g, g + solved);
     assert(solved == K || failed.kind != Failure::None);
 
     // The stream's fixed format with 15 decimals, written without the stream.

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <string>
 
 #include "numerics/Complex.h"
 
@@ -12,3 +13,7 @@ struct VoraJob;
 void SparamToTransfer(const Complex* S, Complex* T);
 /// In-place inverse of a 2x2 matrix by its determinant; no singularity test.
 void Invert2x2(Complex* M);
+/// S (row-major 2x2) of a record S11, S21, S12, S22 in the pair format "RI", "MA" or "DB"
+/// (angles in degrees), as the computation reads it before it averages S12 and S21.
+/// false for any other format.
+[[nodiscard]] bool TwoPortSparamOfRecord(const double* record, const std::string& format, Complex* S);

@@ -76,6 +76,9 @@ struct CalibrationGroup {
     // --- port-line analysis ------------------------------------------------------------
     double shortResonanceFrequency = 0.0;  // Hz; 0 or less: none found
     double openResonanceFrequency = 0.0;
+    // Arm frequencies (Hz, in walk order) whose values the analysis replaced or rescaled:
+    // the points at or above the analysis limit freqD. For the run report and its warning.
+    std::vector<double> extrapolatedFrequencies;
     // Work data of the mode-1 fit, sized for one analysis walk and released after it, so
     // that the per-point fit allocates nothing.
     dcv portLineFitVector;    // n elements: the eigenvalues of the fit's roots

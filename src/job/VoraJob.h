@@ -81,4 +81,6 @@ struct VoraJob {
     // Generalized mode: the two transfer matrices.
     dcm T1;
     dcm T2;
+    // Generalized mode, kept only for a run report: g of every frequency solved.
+    std::vector<Complex> generalizedValues;
 };

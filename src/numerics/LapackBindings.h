@@ -23,4 +23,8 @@ void zlahqr_(const int* wantt, const int* wantz, const int* n, const int* ilo, c
              const int* ldh, Complex* w, const int* iloz, const int* ihiz, Complex* z, const int* ldz,
              int* info);
 double dlamch_(const char* cmach);
+// Singular values only (JOBU = JOBVT = 'N'), for the passivity measure of the quality report.
+void zgesvd_(const char* jobu, const char* jobvt, const int* m, const int* n, Complex* a, const int* lda, double* s,
+             Complex* u, const int* ldu, Complex* vt, const int* ldvt, Complex* work, const int* lwork, double* rwork,
+             int* info);
 }

@@ -107,6 +107,8 @@ TEST(ArmReplacement, ArmDataAboveTheLimitAreExtrapolatedFromTheLastPointBelowIt)
         ASSERT_GE(kLow, 1u);             // a few trusted points ...
         ASSERT_LE(kLow + 3, count - 1);  // ... and a few replaced ones
         const double fLow = zShort.f[kLow];
+        EXPECT_EQ(group.extrapolatedFrequencies, std::vector<double>(zShort.f.begin() + static_cast<long>(kLow) + 1,
+                                                                     zShort.f.end()));
 
         // The conductor model itself is unit tested; here it must get the right line, the
         // last trusted point as its reference and the measured value as its cap.

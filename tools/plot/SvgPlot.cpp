@@ -10,7 +10,9 @@ const char* const kColors[] = {"#1f77b4", "#d62728", "#2ca02c", "#9467bd", "#ff7
 const char* const kDashes[] = {"", "9,5", "2,4", "12,4,2,4"};
 const double kWidths[] = {3.2, 2.0, 1.6, 1.4};
 
-std::string Escape(const std::string& text)
+}  // namespace
+
+std::string EscapeXml(const std::string& text)
 {
     std::string out;
     for (char c : text) {
@@ -23,14 +25,12 @@ std::string Escape(const std::string& text)
     return out;
 }
 
-std::string Format(const char* format, double value)
+std::string FormatNumber(const char* format, double value)
 {
     char text[64];
     std::snprintf(text, sizeof text, format, value);
     return text;
 }
-
-}  // namespace
 
 double Decibels(double magnitude) { return magnitude > 0.0 ? 20.0 * std::log10(magnitude) : -300.0; }
 
@@ -86,49 +86,49 @@ std::string RenderSvg(const std::vector<PlotCurve>& curves, const std::string& t
     svg += "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"960\" height=\"600\" viewBox=\"0 0 960 600\" "
            "font-family=\"sans-serif\" font-size=\"13\">\n";
     svg += "<rect width=\"960\" height=\"600\" fill=\"white\"/>\n";
-    svg += "<text x=\"" + Format("%.1f", left + plotW / 2) + "\" y=\"30\" text-anchor=\"middle\" font-size=\"16\">" +
-           Escape(title) + "</text>\n";
+    svg += "<text x=\"" + FormatNumber("%.1f", left + plotW / 2) + "\" y=\"30\" text-anchor=\"middle\" font-size=\"16\">" +
+           EscapeXml(title) + "</text>\n";
 
     for (double t : NiceTicks(fMin / scale, fMax / scale, 8)) {
-        const std::string x = Format("%.2f", X(t * scale));
-        svg += "<line x1=\"" + x + "\" y1=\"" + Format("%.2f", top) + "\" x2=\"" + x + "\" y2=\"" +
-               Format("%.2f", top + plotH) + "\" stroke=\"#ddd\"/>\n";
-        svg += "<text x=\"" + x + "\" y=\"" + Format("%.2f", top + plotH + 18) + "\" text-anchor=\"middle\">" +
-               Format("%g", t) + "</text>\n";
+        const std::string x = FormatNumber("%.2f", X(t * scale));
+        svg += "<line x1=\"" + x + "\" y1=\"" + FormatNumber("%.2f", top) + "\" x2=\"" + x + "\" y2=\"" +
+               FormatNumber("%.2f", top + plotH) + "\" stroke=\"#ddd\"/>\n";
+        svg += "<text x=\"" + x + "\" y=\"" + FormatNumber("%.2f", top + plotH + 18) + "\" text-anchor=\"middle\">" +
+               FormatNumber("%g", t) + "</text>\n";
     }
     for (double t : NiceTicks(yLow, yHigh, 8)) {
-        const std::string y = Format("%.2f", Y(t));
-        svg += "<line x1=\"" + Format("%.2f", left) + "\" y1=\"" + y + "\" x2=\"" + Format("%.2f", left + plotW) +
+        const std::string y = FormatNumber("%.2f", Y(t));
+        svg += "<line x1=\"" + FormatNumber("%.2f", left) + "\" y1=\"" + y + "\" x2=\"" + FormatNumber("%.2f", left + plotW) +
                "\" y2=\"" + y + "\" stroke=\"#ddd\"/>\n";
-        svg += "<text x=\"" + Format("%.2f", left - 8) + "\" y=\"" + y + "\" text-anchor=\"end\" dy=\"4\">" +
-               Format("%g", t) + "</text>\n";
+        svg += "<text x=\"" + FormatNumber("%.2f", left - 8) + "\" y=\"" + y + "\" text-anchor=\"end\" dy=\"4\">" +
+               FormatNumber("%g", t) + "</text>\n";
     }
-    svg += "<rect x=\"" + Format("%.2f", left) + "\" y=\"" + Format("%.2f", top) + "\" width=\"" + Format("%.2f", plotW) +
-           "\" height=\"" + Format("%.2f", plotH) + "\" fill=\"none\" stroke=\"black\"/>\n";
-    svg += "<text x=\"" + Format("%.1f", left + plotW / 2) + "\" y=\"" + Format("%.1f", height - 15) +
+    svg += "<rect x=\"" + FormatNumber("%.2f", left) + "\" y=\"" + FormatNumber("%.2f", top) + "\" width=\"" + FormatNumber("%.2f", plotW) +
+           "\" height=\"" + FormatNumber("%.2f", plotH) + "\" fill=\"none\" stroke=\"black\"/>\n";
+    svg += "<text x=\"" + FormatNumber("%.1f", left + plotW / 2) + "\" y=\"" + FormatNumber("%.1f", height - 15) +
            "\" text-anchor=\"middle\">frequency (" + unit + ")</text>\n";
-    svg += "<text transform=\"translate(22," + Format("%.1f", top + plotH / 2) +
+    svg += "<text transform=\"translate(22," + FormatNumber("%.1f", top + plotH / 2) +
            ") rotate(-90)\" text-anchor=\"middle\">|S| (dB)</text>\n";
 
-    svg += "<clipPath id=\"plot\"><rect x=\"" + Format("%.2f", left) + "\" y=\"" + Format("%.2f", top) + "\" width=\"" +
-           Format("%.2f", plotW) + "\" height=\"" + Format("%.2f", plotH) + "\"/></clipPath>\n";
+    svg += "<clipPath id=\"plot\"><rect x=\"" + FormatNumber("%.2f", left) + "\" y=\"" + FormatNumber("%.2f", top) + "\" width=\"" +
+           FormatNumber("%.2f", plotW) + "\" height=\"" + FormatNumber("%.2f", plotH) + "\"/></clipPath>\n";
     for (size_t c = 0; c < curves.size(); ++c) {
         const PlotCurve& curve = curves[c];
         const char* color = kColors[static_cast<size_t>(curve.colorIndex) % 8];
         const size_t style = static_cast<size_t>(curve.styleIndex) % 4;
-        std::string style_attr = std::string(" stroke=\"") + color + "\" stroke-width=\"" + Format("%.1f", kWidths[style]) + "\"";
+        std::string style_attr = std::string(" stroke=\"") + color + "\" stroke-width=\"" + FormatNumber("%.1f", kWidths[style]) + "\"";
         if (kDashes[style][0] != '\0') style_attr += std::string(" stroke-dasharray=\"") + kDashes[style] + "\"";
         svg += "<polyline clip-path=\"url(#plot)\" fill=\"none\"" + style_attr + " points=\"";
         for (size_t k = 0; k < curve.frequencies.size(); ++k) {
             if (k > 0) svg += ' ';
-            svg += Format("%.2f", X(curve.frequencies[k])) + "," + Format("%.2f", Y(curve.decibels[k]));
+            svg += FormatNumber("%.2f", X(curve.frequencies[k])) + "," + FormatNumber("%.2f", Y(curve.decibels[k]));
         }
         svg += "\"/>\n";
         const double ly = top + 10 + 22.0 * static_cast<double>(c);
         const double lx = left + plotW + 15;
-        svg += "<line x1=\"" + Format("%.1f", lx) + "\" y1=\"" + Format("%.1f", ly) + "\" x2=\"" + Format("%.1f", lx + 40) +
-               "\" y2=\"" + Format("%.1f", ly) + "\"" + style_attr + "/>\n";
-        svg += "<text x=\"" + Format("%.1f", lx + 48) + "\" y=\"" + Format("%.1f", ly + 4) + "\">" + Escape(curve.label) +
+        svg += "<line x1=\"" + FormatNumber("%.1f", lx) + "\" y1=\"" + FormatNumber("%.1f", ly) + "\" x2=\"" + FormatNumber("%.1f", lx + 40) +
+               "\" y2=\"" + FormatNumber("%.1f", ly) + "\"" + style_attr + "/>\n";
+        svg += "<text x=\"" + FormatNumber("%.1f", lx + 48) + "\" y=\"" + FormatNumber("%.1f", ly + 4) + "\">" + EscapeXml(curve.label) +
                "</text>\n";
     }
     svg += "</svg>\n";

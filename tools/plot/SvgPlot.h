@@ -18,4 +18,10 @@ std::vector<double> NiceTicks(double low, double high, int target);
 /// 20·log10|z|, with -300 dB for z = 0.
 double Decibels(double magnitude);
 
+/// Text with <, >, & and " written as XML entities.
+std::string EscapeXml(const std::string& text);
+
+/// One number by a printf format ("%.2f").
+std::string FormatNumber(const char* format, double value);
+
 std::string RenderSvg(const std::vector<PlotCurve>& curves, const std::string& title);
