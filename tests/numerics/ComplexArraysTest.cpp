@@ -83,7 +83,7 @@ TEST(EigenDecompose, RefusesANonFiniteMatrixAndGivesNaN)
 }
 
 // The square root takes the principal branch, the sign of a zero imaginary part included.
-// (cosh and sinh are pinned by the line model's closed-form tests.)
+// (cosh and sinh are pinned by the telegrapher calibration of a textbook line.)
 TEST(ComplexArrays, SquareRootTakesThePrincipalBranch)
 {
     std::vector<Complex> v = {{-4, 0}, {-4, -0.0}, {3, 4}};
