@@ -32,34 +32,6 @@ CalibrationGroup LineGroup(int32_t n, const std::vector<double>& R, const std::v
     return group;
 }
 
-void ExpectLineS(const dcm& S, const LineS& line)
-{
-    ASSERT_EQ(S.n, 2);
-    for (const Complex s11 : {S(0, 0), S(1, 1)}) EXPECT_LT(std::abs(s11 - line.s11), 1e-12) << s11;
-    for (const Complex s21 : {S(0, 1), S(1, 0)}) EXPECT_LT(std::abs(s21 - line.s21), 1e-12) << s21;
-}
-
-TEST(TelegrapherLineModel, SingleLineGivesTheClosedFormLineS)
-{
-    struct Case {
-        Complex Zc, gl;
-        double R;
-    };
-    const Case cases[] = {
-        {Complex(50.0, 0.0), Complex(0.0, 0.7), 50.0},  // lossless, matched
-        {Complex(30.0, 1.0), Complex(0.2, 2.9), 75.0},  // lossy, mismatched, near a half wave
-    };
-    for (const Case& c : cases) {
-        std::ostringstream log;
-        CalibrationGroup group = LineGroup(1, {c.R}, {{c.gl / c.Zc}}, {{c.Zc * c.gl}}, log);
-        ASSERT_EQ(Preprocess(group), 0);
-        ASSERT_EQ(Calibrate(group), 0);
-        ASSERT_EQ(group.armS.size(), 1u);
-        ExpectLineS(group.armS[0], ClosedFormLineS(c.Zc, c.gl, c.R));
-        EXPECT_EQ(log.str(), "");
-    }
-}
-
 // A uniform line is two uniform halves in cascade. With Y·Z ≠ Z·Y the order of every
 // product in the model matters, so a block formed the wrong way round breaks this.
 TEST(TelegrapherLineModel, CoupledLinesAreTheCascadeOfTheirHalves)

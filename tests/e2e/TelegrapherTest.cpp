@@ -71,40 +71,20 @@ TEST(Telegrapher, AFailingSecondGroupStopsBeforeTheThird)
 
 #ifdef VORA_TESTS_WITH_JOBGEN
 
-// Generated jobs: arms of coupled lossy lines around a known device (device.sNp).
-
-class TelegrapherJob : public ::testing::Test {
-protected:
-    bool Generate(const std::string& options)
-    {
-        ClearDirectory(dir.path());
-        return GenerateJob(options, dir.dir());
-    }
-    // Runs vora-telegrapher on the generated job; the largest deviation of its output from
-    // the device, or a negative value when it did not run through.
-    double Deviation(int32_t ports)
-    {
-        const std::string output = "out.s" + std::to_string(ports) + "p";
-        run = RunMapJob(dir, output, VORA_TELEGRAPHER_BINARY);
-        return run.status != 0 ? -1.0 : DeviationFromDevice(dir.dir(), ports, output);
-    }
-
-    TempDir dir;
-    VoraRun run;
-};
-
 // A simulation from 0 Hz with arm data from its second point on: at 0 Hz every arm is a
 // through, so the output keeps the whole structure's own 0 Hz point.
-TEST_F(TelegrapherJob, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
+TEST(Telegrapher, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
 {
-    ASSERT_TRUE(Generate("--series-shunt --ports 2 --group 1:EP --group 2:EP --points 11 --fstart 100M --fstop 1.1G"));
+    TempDir dir;
+    ASSERT_TRUE(
+        GenerateJob("--series-shunt --ports 2 --group 1:EP --group 2:EP --points 11 --fstart 100M --fstop 1.1G", dir.dir()));
     std::string whole = dir.Read("whole.s2p");
     const size_t option = whole.find("\n#");
     ASSERT_NE(option, std::string::npos);
     whole.insert(whole.find('\n', option + 1) + 1, "0 0.3 0.01 0.7 -0.02 0.7 -0.02 0.3 0.01\n");
     dir.Write("whole.s2p", whole);
 
-    run = RunMapJob(dir, "out.s2p", VORA_TELEGRAPHER_BINARY);
+    const VoraRun run = RunMapJob(dir, "out.s2p", VORA_TELEGRAPHER_BINARY);
     ASSERT_EQ(run.status, 0) << run.log;
     TouchstoneSeries out, device;
     ASSERT_TRUE(ReadAllEntries(dir.dir() + "out.s2p", 2, out));

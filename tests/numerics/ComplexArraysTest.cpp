@@ -5,22 +5,11 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "numerics/NumericsTestSupport.h"
 
 using namespace numerics_test;
-
-// Every caller multiplies row-major ('y').
-TEST(ComplexArrays, RowMajorProductMatchesTheNaiveOne)
-{
-    const std::vector<Complex> A = RandomArray(3, 1), B = RandomArray(3, 2);
-    std::vector<Complex> C(A.size());
-    MultiplyArrays('y', 3, A.data(), B.data(), C.data());
-    const std::vector<Complex> AB = NaiveProduct(3, A.data(), B.data());
-    EXPECT_LT(MaxDistance(C.size(), C.data(), AB.data()), 16 * kEpsilon);
-}
 
 TEST(ComplexArrays, SymmetrizeTakesTheMeanOfMirroredElements)
 {
@@ -70,21 +59,6 @@ TEST(ComplexArrays, FactorArrayFailsExactlyWhereInvertArrayDoes)
     EXPECT_LT(singular, 2700);
 }
 
-// Every caller asks for the unsorted decomposition, which prints nothing.
-TEST(ComplexArrays, EigenDecompositionReconstructsTheMatrix)
-{
-    const int32_t n = 5;
-    const std::vector<Complex> A = RandomArray(n, 42);
-    std::vector<Complex> consumed = A, V(A.size()), Vinv(A.size()), w(n), diagonal(A.size());
-    testing::internal::CaptureStdout();
-    ASSERT_EQ(EigenDecompose(n, consumed.data(), V.data(), Vinv.data(), w.data()), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    DiagonalFromVector(n, diagonal.data(), w.data());
-    const std::vector<Complex> VD = NaiveProduct(n, V.data(), diagonal.data());
-    const std::vector<Complex> back = NaiveProduct(n, VD.data(), Vinv.data());
-    EXPECT_LT(MaxDistance(A.size(), back.data(), A.data()), 1e3 * kEpsilon * NormInf(n, A.data()));
-}
-
 // A matrix with an infinite or NaN entry never reaches ZGEEV: the reference LAPACK of the
 // build loops for ever on some infinities and prints a complaint about a NaN.
 TEST(EigenDecompose, RefusesANonFiniteMatrixAndGivesNaN)
@@ -109,7 +83,7 @@ TEST(EigenDecompose, RefusesANonFiniteMatrixAndGivesNaN)
 }
 
 // The square root takes the principal branch, the sign of a zero imaginary part included.
-// (cosh and sinh are pinned by the line model's closed-form tests.)
+// (cosh and sinh are pinned by the telegrapher calibration of a textbook line.)
 TEST(ComplexArrays, SquareRootTakesThePrincipalBranch)
 {
     std::vector<Complex> v = {{-4, 0}, {-4, -0.0}, {3, 4}};

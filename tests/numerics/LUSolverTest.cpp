@@ -26,18 +26,6 @@ struct RowMatrix {
 
 }  // namespace
 
-TEST(LUSolver, InverseTimesMatrixIsIdentity)
-{
-    for (int32_t n = 1; n <= 5; ++n) {
-        const std::vector<Complex> A = RandomArray(n, 300 + n);
-        RowMatrix m(n, A);
-        EXPECT_EQ(InvertByLU(n, m.rows.data()), 0);
-        const std::vector<Complex> product = NaiveProduct(n, A.data(), m.values.data());
-        const double tolerance = 16 * n * kEpsilon * NormInf(n, A.data()) * NormInf(n, m.values.data());
-        EXPECT_LT(DistanceFromIdentity(n, product.data()), tolerance) << "n=" << n;
-    }
-}
-
 TEST(LUSolver, PermutationsSwapRowsAndFlipTheParity)
 {
     struct Case {

@@ -120,24 +120,6 @@ TEST(NetworkConversions, GuardMovesOnlyUnitDiagonalParts)
     }
 }
 
-TEST(NetworkConversions, IdealOpenAndShortStayFiniteThroughTheGuard)
-{
-    const double R = 50.0;
-    Array open = {{1, 0}, {0, 0}, {0, 0}, {1, 0}};
-    GuardUnitDiagonal(2, open.data());
-    const Array Z = Zshort(open, {R, R});
-    ASSERT_TRUE(IsFiniteArray(4, Z.data()));
-    const double s = 1 - 1e-10;
-    EXPECT_LT(std::abs(Z[0] - R * (1 + s) / (1 - s)) / std::abs(Z[0]), 1e-12);
-
-    Array shortCircuit = {{-1, 0}, {0, 0}, {0, 0}, {-1, 0}};
-    GuardUnitDiagonal(2, shortCircuit.data());
-    const Array Y = Yopen(shortCircuit, {R, R});
-    ASSERT_TRUE(IsFiniteArray(4, Y.data()));
-    const double t = -1 + 1e-10;
-    EXPECT_LT(std::abs(Y[3] - (1 - t) / (1 + t) / R) / std::abs(Y[3]), 1e-12);
-}
-
 TEST(NetworkConversions, NormalizedAdmittanceBackToS)
 {
     const int32_t n = 4;

