@@ -2,45 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <cstddef>
 #include <limits>
 #include <ostream>
 
 #include "job/CalibrationGroup.h"
-#include "job/Switches.h"
-#include "numerics/ComplexArrays.h"
 
 namespace {
-
-// The n-by-n work arrays of the mode-1 fit, by role.
-enum FitArray : int32_t {
-    kFitY,
-    kFitZ,
-    kFitIdentity,
-    kFitP,
-    kFitQ,
-    kFitDiagonal,
-    kFitProduct,
-    kFitS,
-    kFitV,
-    kFitVinv,
-    kFitR,
-    kFitU,
-    kFitM,
-    kFitK,
-    kFitA,
-    kFitB,
-    kFitAinv,
-    kFitBinv,
-    kFitYnew,
-    kFitZnew,
-    kFitArrayCount
-};
-
-constexpr double kMinusFourNinths = -0.4444444444444444;
-constexpr double kCubeRootOfOneAndAHalf = 1.144714242553332;
-constexpr double kOneThird = 0.3333333333333333;
 
 template <typename... Parts>
 void WriteLog(const CalibrationGroup& group, const Parts&... parts)
@@ -99,66 +67,19 @@ int32_t ValueCountOf(const RecordTable& table)
 }
 
 // The scratch of the fit lives for one analysis walk: sized before it, released after it.
-void PrepareFitWork(CalibrationGroup& group)
-{
-    group.portLineFitVector.ResizeVector(group.portCount);
-    group.portLineFitArrays.ResizeAll(kFitArrayCount, group.portCount);
-}
-
-void ReleaseFitWork(CalibrationGroup& group)
-{
-    group.portLineFitVector.Release();
-    group.portLineFitArrays.ClearAll();
-}
-
-// The principal cube root, as the one-port fit takes it: the real root for a non-negative
-// real u, else from the polar form.
-Complex PrincipalCubeRoot(Complex u)
-{
-    if (u.imag() == 0.0 && u.real() >= 0.0) return {std::pow(u.real(), kOneThird), 0.0};
-    return std::polar(std::pow(std::abs(u), kOneThird), std::arg(u) * kOneThird);
-}
-
-// Stores the fitted diagonal element of position pos: a real part only when it is positive;
-// the open real part otherwise falls back to the previous point above the hold frequency.
-void StoreFittedDiagonal(CalibrationGroup& group, int32_t k, double f, size_t pos, Complex Ynew, Complex Znew)
-{
-    double* open = group.openValues[static_cast<size_t>(k)];
-    double* shortArm = group.shortValues[static_cast<size_t>(k)];
-    if (Ynew.real() > 0.0)
-        open[pos] = Ynew.real();
-    else if (f > group.freqA && k >= 1)
-        open[pos] = group.openValues[static_cast<size_t>(k) - 1][pos];
-    open[pos + 1] = Ynew.imag();
-    if (Znew.real() > 0.0) shortArm[pos] = Znew.real();
-    shortArm[pos + 1] = Znew.imag();
-}
-
 }  // namespace
 
 int32_t AnalysePortLines(CalibrationGroup& group)
 {
     if (group.shortValues.size() < 2) return 0;
-    const bool bFitMode = group.methodCode != 0;
-    if (bFitMode) PrepareFitWork(group);
-
-    const double limit = EstimateAnalysisLimit(group);
-    group.shortResonanceFrequency = FindPortResonance(group, 1);
-    group.openResonanceFrequency = FindPortResonance(group, 0);
-
     int32_t kLow = 0;
-    int32_t kHigh = 0;
     const int32_t count = static_cast<int32_t>(group.commonFrequencies.size());
     for (int32_t k = 0; k < count; ++k) {
         const double f = group.commonFrequencies[static_cast<size_t>(k)];
         if (group.freqD > f) kLow = k;
-        if (group.freqE > f) kHigh = k;
         const int32_t valueCount = HasRecord(group.shortValues, k) ? ValueCountOf(group.shortValues) : 0;
-        // The scratch is kept on this path; the group's teardown frees it.
-        if (ExtrapolateArmPoint(group, f, kLow, kHigh, k, valueCount, limit) == -1) return -1;
+        if (ExtrapolateArmPoint(group, f, kLow, k, valueCount) == -1) return -1;
     }
-
-    if (bFitMode) ReleaseFitWork(group);
     return 0;
 }
 
@@ -241,24 +162,6 @@ double FindPortResonance(CalibrationGroup& group, int32_t which)
     return -1.0;
 }
 
-double EstimateAnalysisLimit(const CalibrationGroup& group)
-{
-    const std::vector<double>& f = group.commonFrequencies;
-    const size_t count = f.size();
-    if (group.portCount == 1 || count == 1) return group.freqE;
-    // The lower bound wins when the two cross.
-    const auto clamp = [&group](double x) { return std::max(1.8 * group.freqD, std::min(4.0 * group.freqD, x)); };
-    if (count < 2) return clamp(0.0);
-
-    for (size_t k = 1;; ++k) {
-        // Without Im Z(1,2) of point k the search ends there.
-        if (k >= group.shortValues.size() || group.shortValues.width() < 4) return clamp(f[k]);
-        const double rk = group.shortValues[k][3] / f[k];
-        const double rPrev = group.shortValues[k - 1][3] / f[k - 1];
-        if (rk > rPrev || k + 1 >= count) return clamp(f[k]);
-    }
-}
-
 int32_t ExtrapolateFromReferencePoint(CalibrationGroup& group, double f, int32_t kRef, int32_t k, int32_t valueCount,
                                       bool bModelDiagonalRealParts)
 {
@@ -291,38 +194,14 @@ int32_t ExtrapolateFromReferencePoint(CalibrationGroup& group, double f, int32_t
     return 0;
 }
 
-int32_t ExtrapolateArmPoint(CalibrationGroup& group, double f, int32_t kLow, int32_t kHigh, int32_t k,
-                            int32_t valueCount, double limit)
+int32_t ExtrapolateArmPoint(CalibrationGroup& group, double f, int32_t kLow, int32_t k, int32_t valueCount)
 {
     if (!group.bActive || f < group.freqD) return 0;
     if (group.portCount < 1) return LogBadPortCount(group);
     if (!HasRecord(group.shortValues, k) || !HasRecord(group.openValues, k)) return LogMissingRecord(group, k);
     group.extrapolatedFrequencies.push_back(f);
-
-    if (group.methodCode != 0 && f >= group.freqE)
-        return ExtrapolateFromReferencePoint(group, f, kHigh, k, valueCount, !VoraGlobal_b_HoldPortLineRealParts);
-    // Below the upper limit with the fit switched off, the diagonal resistance always
-    // follows the conductor model: no switch is consulted here.
-    if (group.methodCode == 0) return ExtrapolateFromReferencePoint(group, f, kLow, k, valueCount, true);
-
-    const int64_t n = group.portCount;
-    const int64_t matrixValues = 2 * n * n;
-    if (!HasArmRecords(group, k, matrixValues)) return LogMissingRecord(group, k);
-    if (group.methodCode == 1) {
-        CubicLineFit(group, k, f, limit);
-        return 0;
-    }
-    if (group.methodCode >= 2) {
-        const double shortFactor = QuarterWaveFactor(f, group.shortResonanceFrequency);
-        const double openFactor = QuarterWaveFactor(f, group.openResonanceFrequency);
-        double* shortArm = group.shortValues[static_cast<size_t>(k)];
-        double* open = group.openValues[static_cast<size_t>(k)];
-        for (int64_t j = 0; j < matrixValues; ++j) {
-            shortArm[j] *= shortFactor;
-            open[j] *= openFactor;
-        }
-    }
-    return 0;
+    // The diagonal resistance always follows the conductor model here: no switch is consulted.
+    return ExtrapolateFromReferencePoint(group, f, kLow, k, valueCount, true);
 }
 
 double PortLineResistance(const CalibrationGroup& group, const double* geometry, double fRef, double valueRef,
@@ -369,128 +248,4 @@ double PortLineResistance(const CalibrationGroup& group, const double* geometry,
     if (delta >= 0.0) return std::min(cap, delta + R(f));
     WriteLog(group, "VORA:: Port wtls error or KRN calculated Z error, check your setup\n");
     return std::min(cap, R(f));
-}
-
-void CubicLineFit(CalibrationGroup& group, int32_t k, double f, double limit)
-{
-    const int32_t n = group.portCount;
-    if (n < 1) return;
-    const int64_t matrixValues = 2 * static_cast<int64_t>(n) * n;
-    if (!HasArmRecords(group, k, matrixValues)) return;
-    double* open = group.openValues[static_cast<size_t>(k)];
-    double* shortArm = group.shortValues[static_cast<size_t>(k)];
-
-    if (n == 1) {
-        const Complex Y(open[0], open[1]);
-        const Complex Z(shortArm[0], shortArm[1]);
-        const Complex q = 1.0 / (Z * Y);
-        const Complex r = std::sqrt(1.0 + kMinusFourNinths * q);
-        const Complex u = -q * (1.0 + r);
-        const Complex m = PrincipalCubeRoot(u);
-        const Complex kk = kCubeRootOfOneAndAHalf * m;
-        StoreFittedDiagonal(group, k, f, 0, kk * Y + 1.0 / (kk * Z), kk * Z + 1.0 / (kk * Y));
-        return;
-    }
-
-    // Sized by AnalysePortLines for the walk; a direct call sizes them once here.
-    PrepareFitWork(group);
-    vdcm& work = group.portLineFitArrays;
-    Complex* w = group.portLineFitVector.data;
-    const auto array = [&work](FitArray role) { return work[static_cast<size_t>(role)].data; };
-    Complex* Y = array(kFitY);
-    Complex* Z = array(kFitZ);
-    Complex* I = array(kFitIdentity);
-    Complex* P = array(kFitP);
-    Complex* Q = array(kFitQ);
-    Complex* D = array(kFitDiagonal);
-    Complex* T = array(kFitProduct);
-    Complex* S = array(kFitS);
-    Complex* V = array(kFitV);
-    Complex* Vinv = array(kFitVinv);
-    Complex* R = array(kFitR);
-    Complex* U = array(kFitU);
-    Complex* M = array(kFitM);
-    Complex* K = array(kFitK);
-    Complex* A = array(kFitA);
-    Complex* B = array(kFitB);
-    Complex* Ainv = array(kFitAinv);
-    Complex* Binv = array(kFitBinv);
-    Complex* Ynew = array(kFitYnew);
-    Complex* Znew = array(kFitZnew);
-
-    const int32_t elements = n * n;
-    for (int32_t idx = 0; idx < elements; ++idx) {
-        Y[idx] = Complex(open[2 * idx], open[2 * idx + 1]);
-        Z[idx] = Complex(shortArm[2 * idx], shortArm[2 * idx + 1]);
-    }
-    IdentityArray(n, I);
-
-    // The inversions and decompositions report nothing here: a singular or unconverged
-    // step gives whatever LAPACK leaves, and the positivity rule below filters the result.
-    MultiplyArrays('y', n, Y, Z, P);
-    static_cast<void>(InvertArray(n, P, Q));
-
-    for (int32_t i = 0; i < n; ++i) w[i] = Complex(kMinusFourNinths, 0.0);
-    DiagonalFromVector(n, D, w);
-    MultiplyArrays('y', n, D, Q, T);
-    AddArrays(n, I, T, S);
-
-    static_cast<void>(EigenDecompose(n, S, V, Vinv, w));
-    VectorSqrtInPlace(n, w);
-    DiagonalFromVector(n, D, w);
-    MultiplyArrays('y', n, V, D, T);
-    MultiplyArrays('y', n, T, Vinv, R);
-
-    AddArrays(n, I, R, T);
-    MultiplyArrays('y', n, Q, T, U);
-    NegateArray(n, U);
-
-    static_cast<void>(EigenDecompose(n, U, V, Vinv, w));
-    VectorCubeRootInPlace(n, w);
-    DiagonalFromVector(n, D, w);
-    MultiplyArrays('y', n, V, D, T);
-    MultiplyArrays('y', n, T, Vinv, M);
-
-    for (int32_t i = 0; i < n; ++i) w[i] = Complex(kCubeRootOfOneAndAHalf, 0.0);
-    DiagonalFromVector(n, D, w);
-    MultiplyArrays('y', n, D, M, K);
-
-    MultiplyArrays('y', n, K, Y, A);
-    MultiplyArrays('y', n, K, Z, B);
-    static_cast<void>(InvertArray(n, B, Binv));
-    static_cast<void>(InvertArray(n, A, Ainv));
-    AddArrays(n, A, Binv, Ynew);
-    AddArrays(n, B, Ainv, Znew);
-
-    const bool bReplaceCoupling = f > limit + 1.0;
-    for (int32_t i = 0; i < n; ++i) {
-        for (int32_t j = 0; j < n; ++j) {
-            const int32_t idx = i * n + j;
-            const size_t pos = 2 * static_cast<size_t>(idx);
-            if (i == j) {
-                StoreFittedDiagonal(group, k, f, pos, Ynew[idx], Znew[idx]);
-            } else if (bReplaceCoupling) {
-                open[pos] = Ynew[idx].real();
-                open[pos + 1] = Ynew[idx].imag();
-                shortArm[pos] = Znew[idx].real();
-                shortArm[pos + 1] = Znew[idx].imag();
-            }
-        }
-    }
-}
-
-double QuarterWaveFactor(double f, double fRes)
-{
-    // tan(x)/x in powers of a = x², x = (pi/2)·f/fRes, cut after the seventh term. The
-    // constants, the shortened pi/2 included, are the program's own: keep them.
-    const double x = f * 1.5707963267949 / fRes;
-    const double a = x * x;
-    const double a2 = a * a;
-    const double a3 = a2 * a;
-    const double a4 = a3 * a;
-    const double a5 = a4 * a;
-    const double a6 = a5 * a;
-    const double T = 1.0 + a * 0.3333333333333333 + a2 * 0.13333333333333333 + a3 * 0.053968253968 +
-                     a4 * 0.021869488536 + a5 * 0.00886323553 + a6 * 0.0035921280366;
-    return 1.0 / T;
 }

@@ -79,10 +79,6 @@ struct CalibrationGroup {
     // Arm frequencies (Hz, in walk order) whose values the analysis replaced or rescaled:
     // the points at or above the analysis limit freqD. For the run report and its warning.
     std::vector<double> extrapolatedFrequencies;
-    // Work data of the mode-1 fit, sized for one analysis walk and released after it, so
-    // that the per-point fit allocates nothing.
-    dcv portLineFitVector;    // n elements: the eigenvalues of the fit's roots
-    vdcm portLineFitArrays;   // the fit's n-by-n work arrays
 
     // --- symmetric-geometry calibration: the error box per simulated frequency ---------
     // vdcm_Sab[k]: block (a, b) of the arm's error box at frequency k; end a faces the

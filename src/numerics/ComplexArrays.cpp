@@ -223,15 +223,6 @@ int32_t VectorSqrtInPlace(int32_t n, Complex* v)
     return 0;
 }
 
-int32_t VectorCubeRootInPlace(int32_t n, Complex* v)
-{
-    // The real exponent keeps pow(0, 1/3) = 0; the principal branch makes the root of -8
-    // 1 + 1.7320508i, not -2.
-    const double third = 0.3333333333333333;
-    for (int32_t k = 0; k < n; ++k) v[k] = std::pow(v[k], third);
-    return 0;
-}
-
 int32_t VectorCosh(int32_t n, const Complex* x, Complex* y)
 {
     for (int32_t k = 0; k < n; ++k) y[k] = std::cosh(x[k]);

@@ -39,7 +39,5 @@ int32_t InvertArrayInPlace(int32_t n, Complex* A);
 [[nodiscard]] int32_t EigenDecompose(int32_t n, Complex* A, Complex* V, Complex* Vinv, Complex* w);
 /// Element-wise principal branches, n elements.
 int32_t VectorSqrtInPlace(int32_t n, Complex* v);
-/// v := v^(0.3333333333333333 + 0i) by the principal branch of pow.
-int32_t VectorCubeRootInPlace(int32_t n, Complex* v);
 int32_t VectorCosh(int32_t n, const Complex* x, Complex* y);
 int32_t VectorSinh(int32_t n, const Complex* x, Complex* y);

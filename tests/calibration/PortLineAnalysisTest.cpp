@@ -1,8 +1,7 @@
 // The port-line analysis. The program runs AnalysePortLines with method code 0 only (every
-// other code takes the noise-process walk), so the mode-0 walk, the noise-process walk, the
-// resonance search and the conductor model are what reaches the arm data; the mode-1 fit,
-// the mode-2 scaling and the analysis limit they use are never run. ArmReplacement pins the
-// walks end to end on generated jobs with equal port lines.
+// other code takes the noise-process walk): the two walks, the resonance search and the
+// conductor model are what reaches the arm data. ArmReplacement pins the walks end to end
+// on generated jobs with equal port lines.
 
 #include "calibration/PortLineAnalysis.h"
 
@@ -248,10 +247,10 @@ TEST(AnalysePortLines, BothWalksExtrapolateFromTheLastPointBelowTheLimitWithEach
 TEST(ExtrapolateArmPoint, MissingRecordsOrGeometryFailTheStep)
 {
     TestGroup t = MakeTwoPortLines();
-    EXPECT_EQ(ExtrapolateArmPoint(t.group, 7e9, 1, 3, 6, 8, 3e9), -1);
+    EXPECT_EQ(ExtrapolateArmPoint(t.group, 7e9, 1, 6, 8), -1);
     EXPECT_EQ(t.log.str(), "VORA:: Port line analysis has no arm record for frequency point 6\n");
     t.log.str("");
-    EXPECT_EQ(ExtrapolateArmPoint(t.group, 6e9, 1, 3, 5, 9, 3e9), -1);  // wider than a record
+    EXPECT_EQ(ExtrapolateArmPoint(t.group, 6e9, 1, 5, 9), -1);  // wider than a record
     EXPECT_EQ(ExtrapolateFromReferencePoint(t.group, 6e9, 1, 5, 8, true), 0);
     t.group.portLineGeometry.resize(4);
     t.log.str("");
