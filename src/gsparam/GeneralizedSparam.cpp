@@ -91,29 +91,6 @@ constexpr size_t kFrequenciesWorthAProcess = 4096;
 // line feed.
 constexpr size_t kLineRoom = 32 + 2 * (4 + kStreamFixedMaxLength) + 1;
 
-// Writes a line "<hertz>    <real>    <imaginary>\n" as a stream writes it: six pieces, the
-// three numbers, the two separators and the line feed. A failed run keeps what the output
-// buffer had written out, which depends on where pieces end, so the pieces stay as they were.
-// Each piece goes to the buffer as ostream::write sends it (nothing once the stream has
-// failed, badbit on a short write), without a sentry per piece.
-void WriteInPieces(std::ostream& out, const char* line, size_t length)
-{
-    std::streambuf& buffer = *out.rdbuf();
-    const auto put = [&](const char* text, std::streamsize count) {
-        if (out.good() && buffer.sputn(text, count) != count) out.setstate(std::ios_base::badbit);
-    };
-    const char* const feed = line + length - 1;
-    const char* p = line;
-    for (int field = 0; field < 2; ++field) {
-        const char* const blanks = static_cast<const char*>(std::memchr(p, ' ', static_cast<size_t>(feed - p)));
-        put(p, blanks - p);
-        put(blanks, 4);
-        p = blanks + 4;
-    }
-    put(p, feed - p);
-    put(feed, 1);
-}
-
 }  // namespace
 
 void SparamToTransfer(const Complex* S, Complex* T)
@@ -230,7 +207,10 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
         *p++ = '\n';
         return p;
     };
-    WriteLinesInOrder(solved, kLineRoom, formatLine, [&](const char* text, size_t length) { WriteInPieces(out, text, length); });
+    // A failed run's output never appears, so the lines go to the file in whole chunks.
+    WriteTextInOrder(solved, kLineRoom, formatLine, [&](const char* text, size_t length) {
+        out.write(text, static_cast<std::streamsize>(length));
+    });
 
     if (solved < K) {
         job.logStream << "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: ";
