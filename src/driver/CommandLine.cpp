@@ -1,6 +1,5 @@
 #include "driver/CommandLine.h"
 
-#include <cctype>
 #include <string>
 #include <vector>
 
@@ -18,13 +17,6 @@ std::string EchoLine(int argc, const char* const* argv)
         echo += ' ';
     }
     return echo + "\n";
-}
-
-std::string UpperCased(const char* text)
-{
-    std::string upper(text);
-    for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return upper;
 }
 
 bool ReportUnopenableLog(VoraJob& job, std::ostream& console)

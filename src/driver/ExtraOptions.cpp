@@ -1,19 +1,9 @@
 #include "driver/ExtraOptions.h"
 
-#include <cctype>
 #include <charconv>
 #include <ostream>
 
-namespace {
-
-std::string UpperCased(const char* text)
-{
-    std::string upper(text);
-    for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return upper;
-}
-
-}  // namespace
+#include "driver/Prescan.h"
 
 ExtraOptions SplitExtraOptions(int argc, const char* const* argv)
 {

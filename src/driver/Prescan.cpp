@@ -5,16 +5,12 @@
 
 #include "job/VoraJob.h"
 
-namespace {
-
 std::string UpperCased(const char* text)
 {
     std::string upper(text);
     for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     return upper;
 }
-
-}  // namespace
 
 void PrescanArguments(VoraJob& job, int argc, const char* const* argv)
 {
