@@ -149,14 +149,16 @@ void ReserveFor(const std::string& path, const TokenList& firstRecord, std::vect
 }
 
 // The short (or arm S) file's option line. Returns 0, or -1 after logging.
-int32_t ReadShortOptionLine(CalibrationGroup& group, const TokenList& tokens)
+int32_t ReadShortOptionLine(CalibrationGroup& group, const TokenList& tokens, ValueFormat& format)
 {
+    const TouchstoneOptions options = ReadOptionTokens(tokens);
+    group.shortUnitFactor = options.unitFactor;
+    format = options.format;
     const bool bExtended = group.bExtendedArmSyntax != 0;
     const char type = group.armKind == 0 ? 'Z' : 'S';
     double R = kResistanceNotGiven;
     bool bTypeFound = false;
     for (size_t k = 0; k < tokens.size(); ++k) {
-        if (k == 1) group.shortUnitFactor = FrequencyUnitFactor(tokens[1]);
         if (IsLetter(tokens[k], 'R')) {
             R = ParseNumber(TokenAfter(tokens, k));
             if (group.armKind == 1 && DiffersFromWholeResistance(group, R))
@@ -174,11 +176,11 @@ int32_t ReadShortOptionLine(CalibrationGroup& group, const TokenList& tokens)
 // The open file's option line (extended form only). Returns 0, or -1 after logging.
 int32_t ReadOpenOptionLine(CalibrationGroup& group, const TokenList& tokens)
 {
+    group.openUnitFactor = ReadOptionTokens(tokens).unitFactor;
     const char type = group.armKind == 0 ? 'Y' : 'S';
     double R = kResistanceNotGiven;
     bool bTypeFound = false;
     for (size_t k = 0; k < tokens.size(); ++k) {
-        if (k == 1) group.openUnitFactor = FrequencyUnitFactor(tokens[1]);
         if (IsLetter(tokens[k], 'R')) {
             R = ParseNumber(TokenAfter(tokens, k));
             if (group.armKind == 2 && DiffersFromWholeResistance(group, R))
@@ -189,6 +191,29 @@ int32_t ReadOpenOptionLine(CalibrationGroup& group, const TokenList& tokens)
     }
     if (!bTypeFound) return Fail(group, "VORA:  Readin ARM each open file error \n");
     return 0;
+}
+
+// Parses a record's frequency and values (tokens 1..) as real and imaginary parts. false
+// after logging the first token that is not a number and then the file's bad-line text.
+bool ParseRecord(CalibrationGroup& group, const std::string& path, const TokenList& tokens, ValueFormat format,
+                 const char* badLine, double& frequency, std::vector<double>& values)
+{
+    values.resize(tokens.size() - 1);
+    bool bNumbers = ParseDataNumber(tokens[0], frequency);
+    size_t bad = 0;
+    for (size_t k = 1; k < tokens.size() && bNumbers; ++k) {
+        bNumbers = ParseDataNumber(tokens[k], values[k - 1]);
+        bad = k;
+    }
+    if (!bNumbers) {
+        *group.logStream << "VORA:: Not a number in " << path << " line " << tokens.LineOf(bad) << ": " << tokens[bad]
+                         << "\n"
+                         << badLine;
+        return false;
+    }
+    if (format != ValueFormat::RealImaginary)
+        for (size_t k = 0; k + 1 < values.size(); k += 2) ToRealImaginary(format, values[k], values[k + 1]);
+    return true;
 }
 
 // Reads the first arm file (short, or arm S) from `input`. Returns 0, or -1 after logging.
@@ -220,12 +245,17 @@ int32_t ReadShortFile(CalibrationGroup& group, TextSource& input, dcm& converted
     group.shortRecordCount = 0;
     group.shortValues.Reset(bExtended ? valueCount : CountKept(keep));
 
+    const char* const badLine = "VORA:  Reading a line of Short Z File or Arm S File error \n";
+    // Touchstone's default, for a file without an option line.
+    ValueFormat format = ValueFormat::MagnitudeAngle;
+    group.shortUnitFactor = 1e9;
+    std::vector<double> values;
     std::string line;
     TokenList tokens;
     for (;;) {
         const LineStatus status = ReadLogicalLine(input, CommentMode::Touchstone, nullptr, line, tokens, E);
         if (status == LineStatus::EndOfData) break;
-        if (status == LineStatus::Bad) return Fail(group, "VORA:  Reading a line of Short Z File or Arm S File error \n");
+        if (status == LineStatus::Bad) return Fail(group, badLine);
         // The arm S file may run past the whole structure: it ends with the first record
         // beyond its last frequency (+1 Hz).
         if (group.armKind == 1 && !group.shortFrequencies.empty() &&
@@ -233,7 +263,7 @@ int32_t ReadShortFile(CalibrationGroup& group, TextSource& input, dcm& converted
             break;
 
         if (!tokens.empty() && tokens[0] == "#") {
-            if (ReadShortOptionLine(group, tokens) != 0) return -1;
+            if (ReadShortOptionLine(group, tokens, format) != 0) return -1;
             continue;
         }
         if (static_cast<int64_t>(tokens.size()) != E)
@@ -242,15 +272,17 @@ int32_t ReadShortFile(CalibrationGroup& group, TextSource& input, dcm& converted
         if (group.shortRecordCount == std::numeric_limits<int32_t>::max())
             return Fail(group, "VORA:  Readin ARM each freq number error. \n");
 
+        double frequency = 0.0;
+        if (!ParseRecord(group, group.armFile2Path, tokens, format, badLine, frequency, values)) return -1;
         if (group.shortRecordCount == 0) ReserveFor(group.armFile2Path, tokens, group.shortFrequencies, group.shortValues);
-        group.shortFrequencies.push_back(ParseNumber(tokens[0]) * group.shortUnitFactor);
+        group.shortFrequencies.push_back(frequency * group.shortUnitFactor);
         double* record = group.shortValues.Append();
         if (bExtended) {
-            for (int64_t p = 0; p < valueCount; ++p) record[p] = ParseNumber(tokens[static_cast<size_t>(p + 1)]);
+            std::copy(values.begin(), values.end(), record);
         } else {
             int64_t kept = 0;
             for (int64_t p = 0; p < valueCount; ++p)
-                if (keep[static_cast<size_t>(p)]) record[kept++] = ParseNumber(tokens[static_cast<size_t>(p + 1)]);
+                if (keep[static_cast<size_t>(p)]) record[kept++] = values[static_cast<size_t>(p)];
         }
         if (bConvert) ConvertRecordInPlace(group, record, true, converted);
         ++group.shortRecordCount;
@@ -285,15 +317,22 @@ int32_t ReadOpenFile(CalibrationGroup& group, TextSource& input, dcm& converted)
     group.commonFrequencies.clear();
     group.openValues.Reset(bExtended ? valueCount : CountKept(keep));
 
+    const char* const badLine = "VORA:  Reading a line of Open Y File error \n";
+    // Touchstone's default, for a file without an option line.
+    ValueFormat format = ValueFormat::MagnitudeAngle;
+    if (bExtended) group.openUnitFactor = 1e9;
+    std::vector<double> values;
     std::string line;
     TokenList tokens;
     for (;;) {
         const LineStatus status = ReadLogicalLine(input, CommentMode::Touchstone, nullptr, line, tokens, E);
         if (status == LineStatus::EndOfData) break;
-        if (status == LineStatus::Bad) return Fail(group, "VORA:  Reading a line of Open Y File error \n");
+        if (status == LineStatus::Bad) return Fail(group, badLine);
 
         if (!tokens.empty() && tokens[0] == "#") {
-            // The Nvpl form takes nothing from the open file's option line.
+            // The Nvpl form takes neither R nor the unit from the open file's option line,
+            // but its values are read in the form it states.
+            format = ReadOptionTokens(tokens).format;
             if (bExtended && ReadOpenOptionLine(group, tokens) != 0) return -1;
             continue;
         }
@@ -303,8 +342,10 @@ int32_t ReadOpenFile(CalibrationGroup& group, TextSource& input, dcm& converted)
         if (group.openRecordCount == std::numeric_limits<int32_t>::max())
             return Fail(group, "VORA:  Readin ARM Open freq number error. \n");
 
+        double frequency = 0.0;
+        if (!ParseRecord(group, group.armFile1Path, tokens, format, badLine, frequency, values)) return -1;
         if (group.openRecordCount == 0) ReserveFor(group.armFile1Path, tokens, group.openFrequencies, group.openValues);
-        const double f = ParseNumber(tokens[0]) * group.openUnitFactor;
+        const double f = frequency * group.openUnitFactor;
         group.openFrequencies.push_back(f);
         if (HasFrequencyNear(group.shortFrequencies, bShortAscending, f, static_cast<size_t>(group.openRecordCount)))
             group.commonFrequencies.push_back(f);
@@ -312,7 +353,7 @@ int32_t ReadOpenFile(CalibrationGroup& group, TextSource& input, dcm& converted)
         int64_t kept = 0;
         for (int64_t p = 0; p < valueCount; ++p) {
             if (!bExtended && !keep[static_cast<size_t>(p)]) continue;
-            double value = ParseNumber(tokens[static_cast<size_t>(p + 1)]);
+            double value = values[static_cast<size_t>(p)];
             // An open arm's Re Y(1,1) of exactly zero (either sign) is stored as 1e-12.
             if (p == 0 && value == 0.0) value = 1e-12;
             record[kept++] = value;

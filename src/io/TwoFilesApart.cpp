@@ -54,8 +54,8 @@ void ReadOneFile(TextSource& source, const std::string& name, int64_t E, std::ve
         if (tokens[0] == "#") {
             if (inData) return;
             ++shape.optionLines;
-            shape.unitFactor = FrequencyUnitFactor(TokenOrEmpty(tokens, 1));
-            shape.format.assign(TokenOrEmpty(tokens, 3));
+            shape.unitFactor = UnitFactorOfToken(TokenOrEmpty(tokens, 1));
+            shape.format = UpperCase(TokenOrEmpty(tokens, 3));
             continue;
         }
         // A line starting with "#" but not with the token "#" is read as a record.

@@ -59,12 +59,12 @@ int32_t ReadInLockStep(VoraJob& job, TextSource& file1, const std::string& sFile
         const bool option1 = tokens1[0] == "#";
         const bool option2 = tokens2[0] == "#";
         if (option1) {
-            unitFactor1 = FrequencyUnitFactor(TokenOrEmpty(tokens1, 1));
-            job.sFile1Format.assign(TokenOrEmpty(tokens1, 3));
+            unitFactor1 = UnitFactorOfToken(TokenOrEmpty(tokens1, 1));
+            job.sFile1Format = UpperCase(TokenOrEmpty(tokens1, 3));
         }
         if (option2) {
-            unitFactor2 = FrequencyUnitFactor(TokenOrEmpty(tokens2, 1));
-            job.sFile2Format.assign(TokenOrEmpty(tokens2, 3));
+            unitFactor2 = UnitFactorOfToken(TokenOrEmpty(tokens2, 1));
+            job.sFile2Format = UpperCase(TokenOrEmpty(tokens2, 3));
         }
         if (option1 || option2) continue;
 

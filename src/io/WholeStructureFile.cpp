@@ -8,19 +8,16 @@
 
 #include "io/LineReader.h"
 #include "io/MapFile.h"
-#include "io/NumberParser.h"
 #include "io/OutputFile.h"
 #include "io/RecordConverter.h"
 #include "io/RecordCountEstimate.h"
 #include "io/TextSource.h"
 #include "io/Touchstone.h"
 #include "job/VoraJob.h"
+#include "numerics/Dcm.h"
+#include "numerics/NetworkConversions.h"
 
 namespace {
-
-// A Touchstone file without a reference resistance leaves every port at this value, which
-// no arm file's R can match.
-constexpr double kResistanceNotGiven = -10.0;
 
 // Every port of the whole structure gets R, and every group port the R of its port.
 int32_t DistributePortResistance(VoraJob& job, double R)
@@ -44,19 +41,32 @@ int32_t DistributePortResistance(VoraJob& job, double R)
     return 0;
 }
 
-// The reference resistance of an option line: the number after the first "R" token that
-// gives a value of 0 or more (-10.0 when there is none); token 1 sets the unit factor.
-double ReadOptionLine(VoraJob& job, const TokenList& tokens)
+// Replaces Y or Z records (normalised, as version 1 writes them) by S in place.
+void ConvertToS(VoraJob& job, char parameter)
 {
-    double R = kResistanceNotGiven;
-    for (size_t k = 0; k < tokens.size(); ++k) {
-        if (k == 1) job.freqUnitFactor = FrequencyUnitFactor(tokens[1]);
-        if (tokens[k] == "R" || tokens[k] == "r") {
-            R = ParseNumber(k + 1 < tokens.size() ? tokens[k + 1] : std::string_view());
-            if (R >= 0) break;
+    const auto n = static_cast<int32_t>(job.portCount);
+    dcm E(n), M(n), P(n), T(n), S(n), given(n);
+    const ConversionScratch work{E.data, M.data, P.data, T.data};
+    const size_t count = S.Size();
+    for (size_t k = 0; k < static_cast<size_t>(job.frequencyCount); ++k) {
+        double* record = job.wholeValues.Record(k);
+        for (size_t i = 0; i < count; ++i) given.data[i] = Complex(record[2 * i], record[2 * i + 1]);
+        if (parameter == 'Z')
+            SFromNormalizedZ(n, given.data, S.data, work);
+        else
+            SFromNormalizedY(n, given.data, S.data, work);
+        for (size_t i = 0; i < count; ++i) {
+            record[2 * i] = S.data[i].real();
+            record[2 * i + 1] = S.data[i].imag();
         }
     }
-    return R;
+}
+
+// "VORA:: Not a number in <file> line <n>: <token>"
+void LogNotANumber(VoraJob& job, int64_t line, std::string_view token)
+{
+    job.logStream << "VORA:: Not a number in " << job.wholeStructureFilePath << " line " << line << ": " << token
+                  << "\n";
 }
 
 }  // namespace
@@ -85,28 +95,45 @@ int32_t ReadWholeStructureFile(VoraJob& job)
     job.wholeValues.Reset(E - 1);
 
     bool bOptionLineRead = false;
+    TouchstoneOptions options;
     // The values of each record are converted by a helper thread while the next is read;
     // it has caught up before anything is logged or the step returns.
     // About twenty characters per value, as a first guess at a record's text.
     RecordConverter converter(job.wholeValues, static_cast<size_t>(std::min<int64_t>(E, int64_t{1} << 40)) * 20,
                               FileBytes(job.wholeStructureFilePath));
+    converter.SetFormat(options.format);
+    const char* const badLine = "VORA:  Reading a line of Whole S File error \n";
     const char* error = nullptr;
     for (;;) {
         RecordSlot& slot = converter.Slot();
         const TokenList& tokens = slot.tokens;
-        // Comment lines and the option line are copied into the output as its header.
+        // Comment lines are copied into the output as its header.
         const LineStatus status =
             ReadLogicalLine(input, CommentMode::Touchstone, job.outputStream.get(), slot.line, slot.tokens, E);
         if (status == LineStatus::EndOfData) break;
         if (status == LineStatus::Bad) {
-            error = "VORA:  Reading a line of Whole S File error \n";
+            error = badLine;
             break;
         }
 
         if (!tokens.empty() && tokens[0] == "#") {
             converter.CatchUp();
-            const double R = ReadOptionLine(job, tokens);
-            if (DistributePortResistance(job, R) != 0) return -1;
+            if (converter.FirstBadNumber().record >= 0) break;
+            options = ReadOptionTokens(tokens);
+            if (options.parameter != 'S' && options.parameter != 'Y' && options.parameter != 'Z') {
+                job.logStream << "VORA:: Whole structure file holds " << options.parameter
+                              << " parameters; S, Y or Z are read\n";
+                return -1;
+            }
+            job.freqUnitFactor = options.unitFactor;
+            converter.SetFormat(options.format);
+            if (DistributePortResistance(job, options.resistance) != 0) return -1;
+            // The output holds S as real and imaginary parts: an option line that says
+            // otherwise is written so that it says so.
+            if (options.parameter == 'S' && options.format == ValueFormat::RealImaginary)
+                *job.outputStream << slot.line << '\n';
+            else
+                *job.outputStream << "# " << options.unitToken << " S RI R " << options.resistanceToken << '\n';
             bOptionLineRead = true;
             job.outputStream->flush();
             continue;
@@ -124,27 +151,50 @@ int32_t ReadWholeStructureFile(VoraJob& job)
             error = "VORA:  Readin WS each freq number error. \n";
             break;
         }
+        double frequency = 0.0;
+        if (!ParseDataNumber(tokens[0], frequency)) {
+            converter.Finish();
+            if (converter.FirstBadNumber().record < 0) {
+                LogNotANumber(job, tokens.LineOf(0), tokens[0]);
+                job.logStream << badLine;
+                return -1;
+            }
+            break;
+        }
         if (job.frequencyCount == 0) {
             const size_t expected = EstimateRecordCount(job.wholeStructureFilePath, RecordTextBytes(tokens));
             job.frequencies.reserve(expected);
             job.wholeValues.Reserve(expected);
         }
-        job.frequencies.push_back(ParseNumber(tokens[0]) * job.freqUnitFactor);
+        job.frequencies.push_back(frequency * job.freqUnitFactor);
         converter.Commit();
         ++job.frequencyCount;
     }
     converter.Finish();
+    // A value that is not a number comes before whatever ended the reading.
+    if (const BadNumber bad = converter.FirstBadNumber(); bad.record >= 0) {
+        LogNotANumber(job, bad.line, bad.text);
+        job.logStream << badLine;
+        return -1;
+    }
     if (error != nullptr) {
         job.logStream << error;
         return -1;
     }
-    // A file without an option line reads like one whose option line names no R.
-    if (!bOptionLineRead && DistributePortResistance(job, kResistanceNotGiven) != 0) return -1;
+    // A file without an option line reads with Touchstone's defaults; the output then says
+    // what its records hold, when it has any.
+    if (!bOptionLineRead && job.frequencyCount > 0) {
+        job.freqUnitFactor = options.unitFactor;
+        for (double& f : job.frequencies) f *= job.freqUnitFactor;
+        *job.outputStream << "# " << options.unitToken << " S RI R " << options.resistanceToken << '\n';
+    }
+    if (!bOptionLineRead && DistributePortResistance(job, options.resistance) != 0) return -1;
 
     if (static_cast<size_t>(job.frequencyCount) != job.frequencies.size()) {
         job.logStream << "VORA:  Readin WS each freq number error. \n";
         return -1;
     }
+    if (options.parameter != 'S') ConvertToS(job, options.parameter);
     input.Close();
     return 0;
 }

@@ -166,9 +166,10 @@ TEST(GeneralizedMode, BrokenFilesEndWithTheReasonAndNoOutput)
     };
     const Case cases[] = {
         // Format names are matched in upper case or all lower case only.
-        {"format ri", "# GHz S ri R 50\n" + Record("1"), good, "g.txt",
+        // The format token is known in any letter case; only the third token is taken.
+        {"format RJ", "# GHz S RJ R 50\n" + Record("1"), good, "g.txt",
          kReadOk + "VORA:: Unknown S1 file format.\n" + kComputeFailed},
-        {"format Ma", good, "# GHz S Ma R 50\n" + Record("1"), "g.txt",
+        {"format out of place", good, "# GHz MA S R 50\n" + Record("1"), "g.txt",
          kReadOk + "VORA:: Unknown S2 file format.\n" + kComputeFailed},
         // 0.067 GHz is 67000000.00000001 Hz; there is no tolerance.
         {"frequencies close", frequencies("# GHz S RI\n", {"0.067"}), frequencies("# MHz S RI\n", {"67"}), "g.txt",
