@@ -106,10 +106,11 @@ bool ParseDataNumber(std::string_view text, double& value)
 {
     const char* first = text.data();
     const char* const last = first + text.size();
-    if (first != last && *first == '+') ++first;
-    // from_chars takes "inf", "nan" and hexadecimal-free decimal forms; only digits, a point
-    // or a minus may start a number here.
-    if (first == last || !(IsDigit(*first) || *first == '.' || *first == '-')) return false;
+    const bool bPlus = first != last && *first == '+';
+    if (bPlus) ++first;
+    // from_chars takes "inf" and "nan" too: only digits, a point or a minus may start a
+    // number here, and a minus not after a plus.
+    if (first == last || !(IsDigit(*first) || *first == '.' || (*first == '-' && !bPlus))) return false;
     if (*first == '-' && (first + 1 == last || !(IsDigit(first[1]) || first[1] == '.'))) return false;
     const std::from_chars_result result = std::from_chars(first, last, value, std::chars_format::general);
     if (result.ptr != last) return false;

@@ -247,8 +247,11 @@ std::string JobBuilder::OpenFiles()
     const std::string header = "! " + request_.commandLine + "\n";
     auto open = [&](TextFileWriter& file, const std::string& name, const std::string& unit, char type) {
         if (!file.Open(directory_ + name)) return false;
+        // The device is the answer the engine's RI output is compared with.
+        const std::string format = &file == &device_ ? std::string("RI") : request_.format;
+        file.SetFormat(format);
         file.Text(header);
-        file.Text(OptionLine(unit, type, request_.r));
+        file.Text(OptionLine(unit, type, request_.r, format));
         report_.files.push_back(name);
         return true;
     };

@@ -1,6 +1,7 @@
 #include "jobgen/TouchstoneWriter.h"
 
 #include <charconv>
+#include <cmath>
 
 namespace {
 constexpr size_t kFlushSize = 1 << 20;
@@ -52,18 +53,23 @@ void TextFileWriter::Record(double frequency, const dcm& M)
         for (int32_t j = 0; j < n; ++j) {
             if (n > 2 && j % 4 == 0 && !(i == 0 && j == 0)) buffer_ += '\n';
             const Complex& z = M(i, j);
+            double first = z.real(), second = z.imag();
+            if (format_ != "RI") {
+                first = format_ == "MA" ? std::abs(z) : 20.0 * std::log10(std::abs(z));
+                second = std::arg(z) * (180.0 / M_PI);
+            }
             buffer_ += ' ';
-            Number(z.real());
+            Number(first);
             buffer_ += ' ';
-            Number(z.imag());
+            Number(second);
         }
     buffer_ += '\n';
     FlushIfFull();
 }
 
-std::string OptionLine(const std::string& unit, char parameterType, double r)
+std::string OptionLine(const std::string& unit, char parameterType, double r, const std::string& format)
 {
-    return "# " + unit + " " + parameterType + " RI R " + NumberText(r) + "\n";
+    return "# " + unit + " " + parameterType + " " + format + " R " + NumberText(r) + "\n";
 }
 
 std::string NumberText(double value)

@@ -1,0 +1,234 @@
+// The Touchstone forms real writers produce, read through the real binary on generated jobs
+// with a known device: every form of the same job must give the device back as the RI form
+// does, and what cannot be read right must end the run with its own line.
+#include "support/GeneratedJobs.h"
+#ifdef VORA_TESTS_WITH_JOBGEN
+
+#include <gtest/gtest.h>
+
+#include <complex>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "e2e/EndToEnd.h"
+#include "numerics/Dcm.h"
+
+namespace {
+
+const std::string kDone = "VORA:  Program successfully completed.\n";
+const std::string kWholeFailed = "VORA:  Reading whole structure file error. \n";
+const std::string kArmsFailed = "VORA:  The first arm process error. \nVORA:  Reading Open Y Files and Short Z Files error. \n";
+
+using Edit = std::function<std::string(const std::string&)>;
+
+// Each line of text passed through `edit` (without its line feed).
+std::string EachLine(const std::string& text, const std::function<std::string(const std::string&)>& edit)
+{
+    std::istringstream in(text);
+    std::string out, line;
+    while (std::getline(in, line)) out += edit(line) + "\n";
+    return out;
+}
+
+// The job's Touchstone files other than the device, each passed through `edit`.
+void EditDataFiles(const TempDir& dir, const Edit& edit)
+{
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+        const std::string name = entry.path().filename().string();
+        if (name.rfind("device", 0) == 0 || name.find(".s") == std::string::npos) continue;
+        dir.Write(name, edit(dir.Read(name)));
+    }
+}
+
+std::string OptionLineOf(const std::string& text)
+{
+    const size_t at = text.find("\n#");
+    return at == std::string::npos ? "" : text.substr(at + 1, text.find('\n', at + 1) - at);
+}
+
+// The option line lower-cased: "# ghz s ma r 50".
+std::string LowerCaseOptionLine(const std::string& text)
+{
+    return EachLine(text, [](std::string line) {
+        if (!line.empty() && line[0] == '#')
+            for (char& c : line) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return line;
+    });
+}
+
+std::string CommentAfterEveryDataLine(const std::string& text)
+{
+    return EachLine(text, [](const std::string& line) {
+        return line.empty() || line[0] == '!' || line[0] == '#' ? line : line + " ! row";
+    });
+}
+
+std::string WithoutOptionLine(const std::string& text)
+{
+    return EachLine(text, [](const std::string& line) { return line.rfind('#', 0) == 0 ? "! was " + line : line; });
+}
+
+struct JobResult {
+    VoraRun run;
+    double deviation = -1.0;  // from the device
+    std::string output;
+};
+
+JobResult RunGenerated(const std::string& options, const Edit& edit)
+{
+    TempDir dir;
+    JobResult result;
+    if (!GenerateJob("--points 21 " + options, dir.dir())) return result;
+    if (edit) EditDataFiles(dir, edit);
+    result.run = RunMapJob(dir, "out.s4p");
+    result.deviation = DeviationFromDevice(dir.dir(), 4, "out.s4p");
+    if (dir.Exists("out.s4p")) result.output = dir.Read("out.s4p");
+    return result;
+}
+
+// The same job in every form a writer may give it: the device comes back to the output's
+// six digits, and the output's option line says what the output holds.
+TEST(TouchstoneInput, EveryFormOfTheSameJobGivesTheDeviceBack)
+{
+    struct Case {
+        const char* name;
+        const char* options;
+        Edit edit;
+        const char* optionLine;  // of the output
+    };
+    const Case cases[] = {
+        {"RI", "", nullptr, "# GHz S RI R 50\n"},
+        {"MA", "--format MA", nullptr, "# GHz S RI R 50\n"},
+        {"DB", "--format DB", nullptr, "# GHz S RI R 50\n"},
+        {"MHz, DB", "--format DB --unit MHz", nullptr, "# MHz S RI R 50\n"},
+        // Lower-case "mhz" is megahertz, not millihertz; "ghz" gigahertz.
+        {"lower case, MHz", "--unit MHz", LowerCaseOptionLine, "# mhz s ri r 50\n"},
+        {"lower case, MA", "--format MA", LowerCaseOptionLine, "# ghz S RI R 50\n"},
+        {"comment after every data line", "--format MA", CommentAfterEveryDataLine, "# GHz S RI R 50\n"},
+        // Touchstone's defaults: GHz, MA, R 50.
+        {"no option line", "--format MA", WithoutOptionLine, "# GHz S RI R 50\n"},
+        // In the whole structure only: the extended arm files must name their Z and Y.
+        {"bare option line", "--format MA",
+         [](const std::string& text) {
+             return EachLine(text, [](const std::string& l) { return l == "# GHz S MA R 50" ? "#" : l; });
+         },
+         "# GHz S RI R 50\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const JobResult result = RunGenerated(c.options, c.edit);
+        ASSERT_EQ(result.run.status, 0) << result.run.log;
+        EXPECT_NE(result.run.log.find(kDone), std::string::npos);
+        EXPECT_GE(result.deviation, 0.0);
+        EXPECT_LT(result.deviation, 2e-6);
+        EXPECT_EQ(OptionLineOf(result.output), c.optionLine);
+    }
+}
+
+// Replaces the k-th (0-based) blank-separated token of line `lineNumber` (1-based).
+Edit ReplaceToken(int lineNumber, int k, const std::string& token)
+{
+    return [=](const std::string& text) {
+        std::istringstream in(text);
+        std::string out, line;
+        for (int n = 1; std::getline(in, line); ++n) {
+            if (n == lineNumber) {
+                std::istringstream words(line);
+                std::string word, rebuilt;
+                for (int w = 0; words >> word; ++w) rebuilt += (w ? " " : "") + (w == k ? token : word);
+                line = rebuilt;
+            }
+            out += line + "\n";
+        }
+        return out;
+    };
+}
+
+TEST(TouchstoneInput, WhatCannotBeReadRightEndsTheRunWithItsOwnLine)
+{
+    const std::string wholeBadLine = "VORA:  Reading a line of Whole S File error \n";
+    const std::string shortBadLine = "VORA:  Reading a line of Short Z File or Arm S File error \n";
+    const std::string openBadLine = "VORA:  Reading a line of Open Y File error \n";
+    struct Case {
+        std::string file;
+        Edit edit;
+        std::string logTail;  // with <dir> for the job directory
+    };
+    const Case cases[] = {
+        {"whole.s4p", ReplaceToken(3, 1, "1,5"),
+         "VORA:: Not a number in <dir>whole.s4p line 3: 1,5\n" + wholeBadLine + kWholeFailed},
+        // Fourth line: the second physical line of the first record.
+        {"whole.s4p", ReplaceToken(4, 3, "nan"),
+         "VORA:: Not a number in <dir>whole.s4p line 4: nan\n" + wholeBadLine + kWholeFailed},
+        {"whole.s4p", ReplaceToken(7, 0, "0.03x"),
+         "VORA:: Not a number in <dir>whole.s4p line 7: 0.03x\n" + wholeBadLine + kWholeFailed},
+        {"whole.s4p", ReplaceToken(2, 2, "H"),
+         "VORA:: Whole structure file holds H parameters; S, Y or Z are read\n" + kWholeFailed},
+        {"whole.s4p", ReplaceToken(2, 2, "g"),
+         "VORA:: Whole structure file holds G parameters; S, Y or Z are read\n" + kWholeFailed},
+        {"arm1_short.s2p", ReplaceToken(4, 8, "1e999"),
+         "VORA:: Not a number in <dir>arm1_short.s2p line 4: 1e999\n" + shortBadLine + kArmsFailed},
+        {"arm1_open.s2p", ReplaceToken(3, 0, "+inf"),
+         "VORA:: Not a number in <dir>arm1_open.s2p line 3: +inf\n" + openBadLine + kArmsFailed},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.logTail);
+        TempDir dir;
+        ASSERT_TRUE(GenerateJob("--points 21", dir.dir()));
+        dir.Write(c.file, c.edit(dir.Read(c.file)));
+        const VoraRun run = RunMapJob(dir, "out.s4p");
+        EXPECT_EQ(run.status, kFailed);
+        const std::string tail = ReplaceAll(c.logTail, "<dir>", dir.dir());
+        const std::string& log = run.log;
+        EXPECT_EQ(log.substr(log.size() - std::min(log.size(), tail.size())), tail) << log;
+    }
+}
+
+// A whole structure given as Z in MA form with a reference of 20 ohm, or as Y in RI form
+// (both normalised to the reference, as version 1 writes them), reads as the S it came from.
+TEST(TouchstoneInput, YAndZWholeStructuresReadAsTheirS)
+{
+    for (const char parameter : {'Z', 'Y'}) {
+        SCOPED_TRACE(parameter);
+        TempDir dir;
+        ASSERT_TRUE(GenerateJob("--points 21 --r-ref 20", dir.dir()));
+        TouchstoneSeries whole;
+        ASSERT_TRUE(ReadAllEntries(dir.dir() + "whole.s4p", 4, whole));
+        std::ostringstream text;
+        text.precision(17);
+        text << "! converted\n# GHz " << parameter << (parameter == 'Z' ? " MA" : " RI") << " R 20\n";
+        dcm S(4), IplusS(4), IminusS(4), inverse(4), converted(4);
+        for (size_t k = 0; k < whole.frequencies.size(); ++k) {
+            for (int32_t e = 0; e < 16; ++e) S.data[e] = whole.values[static_cast<size_t>(e)][k];
+            for (int32_t e = 0; e < 16; ++e) {
+                const Complex identity = e % 5 == 0 ? 1.0 : 0.0;
+                IplusS.data[e] = identity + S.data[e];
+                IminusS.data[e] = identity - S.data[e];
+            }
+            // z = (I + S)(I - S)^-1, y = (I - S)(I + S)^-1
+            ASSERT_TRUE(Inverse(parameter == 'Z' ? IminusS : IplusS, inverse));
+            Multiply(parameter == 'Z' ? IplusS : IminusS, inverse, converted);
+            text << whole.frequencies[k] / 1e9;
+            for (int32_t e = 0; e < 16; ++e) {
+                const Complex v = converted.data[e];
+                if (parameter == 'Z')
+                    text << " " << std::abs(v) << " " << std::arg(v) * 180.0 / M_PI;
+                else
+                    text << " " << v.real() << " " << v.imag();
+            }
+            text << "\n";
+        }
+        dir.Write("whole.s4p", text.str());
+        const VoraRun run = RunMapJob(dir, "out.s4p");
+        ASSERT_EQ(run.status, 0) << run.log;
+        EXPECT_LT(DeviationFromDevice(dir.dir(), 4, "out.s4p"), 2e-6);
+        EXPECT_EQ(OptionLineOf(dir.Read("out.s4p")), "# GHz S RI R 20\n");
+    }
+}
+
+}  // namespace
+
+#endif

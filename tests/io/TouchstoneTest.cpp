@@ -1,0 +1,114 @@
+// The option line as Touchstone defines it, and what counts as a number in a data record.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "io/LineReader.h"
+#include "io/NumberParser.h"
+#include "io/Touchstone.h"
+
+namespace {
+
+TEST(ReadOptionTokens, UnitFormatTypeAndReferenceInAnyCaseWithTouchstonesDefaults)
+{
+    FillUnitLetterTable();
+    struct Case {
+        const char* line;
+        double unitFactor;
+        char parameter;
+        ValueFormat format;
+        double R;
+    };
+    const ValueFormat RI = ValueFormat::RealImaginary, MA = ValueFormat::MagnitudeAngle, DB = ValueFormat::DecibelAngle;
+    const Case cases[] = {
+        {"# GHz S RI R 50", 1e9, 'S', RI, 50},
+        {"# ghz s ri r 50", 1e9, 'S', RI, 50},
+        {"# mhz Z ma R 20", 1e6, 'Z', MA, 20},  // megahertz, not millihertz
+        {"# MHz y Db r 75", 1e6, 'Y', DB, 75},
+        {"# khz S RI", 1e3, 'S', RI, 50},
+        {"# thz", 1e12, 'S', MA, 50},
+        {"#", 1e9, 'S', MA, 50},
+        {"# S RI R 50", 1e9, 'S', RI, 50},     // no unit: GHz
+        {"# m S RI R 50", 1e-3, 'S', RI, 50},  // other unit tokens: the first-letter table
+        {"# Hz H RI", 1.0, 'H', RI, 50},
+        {"# G S RI R 50", 1e9, 'S', RI, 50},   // "G" first, a type later: the unit letter
+        {"# Hz S RI R -5 R 30", 1.0, 'S', RI, 30},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.line);
+        TokenList tokens;
+        SplitTokens(c.line, tokens);
+        const TouchstoneOptions options = ReadOptionTokens(tokens);
+        EXPECT_EQ(options.unitFactor, c.unitFactor);
+        EXPECT_EQ(options.parameter, c.parameter);
+        EXPECT_EQ(options.format, c.format);
+        EXPECT_EQ(options.resistance, c.R);
+    }
+    ClearUnitLetterTable();
+}
+
+TEST(ParseDataNumber, TakesWholeFiniteDecimalNumbersOnly)
+{
+    struct Case {
+        const char* text;
+        bool bNumber;
+        double value;
+    };
+    const Case cases[] = {
+        {"1.5", true, 1.5},   {"-0.25", true, -0.25}, {"+3", true, 3},     {".5", true, 0.5},  {"5.", true, 5},
+        {"1e-3", true, 1e-3}, {"-1E+2", true, -100},  {"4.9e-324", true, 4.9e-324},
+        {"1,5", false, 0},    {"nan", false, 0},      {"-inf", false, 0},  {"0.3x", false, 0}, {"1e400", false, 0},
+        {"1G", false, 0},     {"", false, 0},         {"-", false, 0},     {"+-1", false, 0},  {"0x10", false, 0},
+        {"e5", false, 0},
+    };
+    for (const Case& c : cases) {
+        double value = 0.0;
+        EXPECT_EQ(ParseDataNumber(c.text, value), c.bNumber) << c.text;
+        if (c.bNumber) {
+            EXPECT_EQ(value, c.value) << c.text;
+        }
+    }
+}
+
+TEST(ToRealImaginary, MagnitudeAngleAndDecibels)
+{
+    struct Case {
+        ValueFormat format;
+        double first, second, re, im;
+    };
+    const Case cases[] = {
+        {ValueFormat::MagnitudeAngle, 2.0, 90.0, 0.0, 2.0},
+        {ValueFormat::MagnitudeAngle, 0.5, 180.0, -0.5, 0.0},
+        {ValueFormat::DecibelAngle, -20.0, 0.0, 0.1, 0.0},
+        {ValueFormat::DecibelAngle, 6.0, -90.0, 0.0, -std::pow(10.0, 0.3)},
+        {ValueFormat::RealImaginary, 0.3, -0.4, 0.3, -0.4},
+    };
+    for (const Case& c : cases) {
+        double a = c.first, b = c.second;
+        ToRealImaginary(c.format, a, b);
+        EXPECT_NEAR(a, c.re, 1e-15);
+        EXPECT_NEAR(b, c.im, 1e-15);
+    }
+}
+
+// Comments after data, and the file line of every token of a record over several lines.
+TEST(ReadLogicalLine, DropsCommentsAfterDataAndKnowsEachTokensLine)
+{
+    TextSource source;
+    source.OpenText("! head\n# GHz S MA ! the form\n1 2 3 ! first row\n+4 5\n\n  ! alone\n6 7\n");
+    std::string line;
+    TokenList tokens;
+    ASSERT_EQ(ReadLogicalLine(source, CommentMode::Touchstone, nullptr, line, tokens, 7), LineStatus::Line);
+    EXPECT_EQ(line, "# GHz S MA ! the form");  // copied as it stands
+    EXPECT_EQ(tokens.size(), 4u);
+    ASSERT_EQ(ReadLogicalLine(source, CommentMode::Touchstone, nullptr, line, tokens, 7), LineStatus::Line);
+    ASSERT_EQ(tokens.size(), 7u);
+    const int64_t lines[] = {3, 3, 3, 4, 4, 7, 7};
+    for (size_t k = 0; k < 7; ++k) {
+        EXPECT_EQ(tokens[k], std::to_string(k + 1));
+        EXPECT_EQ(tokens.LineOf(k), lines[k]) << k;
+    }
+}
+
+}  // namespace
