@@ -14,6 +14,7 @@
 
 #include "io/TokenList.h"
 #include "io/Touchstone.h"
+#include "io/Touchstone2.h"
 #include "job/RecordTable.h"
 #include "parallel/HandOver.h"
 
@@ -58,18 +59,22 @@ public:
     void Finish();
     /// The form of the value pairs of records committed from now on.
     void SetFormat(ValueFormat format) { format_ = format; }
+    /// Where the value pairs of records committed from now on go (after CatchUp).
+    void SetLayout(const RecordLayout& layout);
     /// After CatchUp or Finish: the first token of the committed records that was not a
     /// number (its value is then 0), or record -1.
     BadNumber FirstBadNumber() const;
 
 private:
     // Values [first, last) of the slot's record.
-    // Values [first, last) of the slot's record; first and last even.
+    // Values [first, last) of the slot's record; first even.
     void Convert(const RecordSlot& slot, size_t first, size_t last, BadNumber& bad) const;
+    size_t OwnShare() const { return valueCount_ / 6 / 2 * 2; }
 
     RecordTable& values_;
     const size_t width_;
-    const size_t ownShare_;  // values the reading thread converts itself
+    size_t valueCount_;  // values of a record as written; the reading thread converts a sixth
+    RecordLayout layout_;
     size_t slotBytes_ = 0;   // text a slot is meant to hold
     std::unique_ptr<HandOver<RecordSlot>> slots_;
     RecordSlot own_;  // without the thread

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "io/LineReader.h"
 #include "io/MapFile.h"
@@ -13,16 +15,17 @@
 #include "io/RecordCountEstimate.h"
 #include "io/TextSource.h"
 #include "io/Touchstone.h"
+#include "io/Touchstone2.h"
 #include "job/VoraJob.h"
 #include "numerics/Dcm.h"
 #include "numerics/NetworkConversions.h"
 
 namespace {
 
-// Every port of the whole structure gets R, and every group port the R of its port.
-int32_t DistributePortResistance(VoraJob& job, double R)
+// Every port of the whole structure gets its R, and every group port the R of its port.
+int32_t DistributePortResistances(VoraJob& job, const std::vector<double>& R)
 {
-    job.portResistances.assign(static_cast<size_t>(job.portCount), R);
+    job.portResistances = R;
     for (CalibrationGroup& group : job.calibrationGroups) {
         if (group.portCount < 0 || group.ports.size() < static_cast<size_t>(group.portCount)) {
             job.logStream << "VORA:: ARM structure Readin Wrong\n";
@@ -41,8 +44,14 @@ int32_t DistributePortResistance(VoraJob& job, double R)
     return 0;
 }
 
-// Replaces Y or Z records (normalised, as version 1 writes them) by S in place.
-void ConvertToS(VoraJob& job, char parameter)
+int32_t DistributePortResistance(VoraJob& job, double R)
+{
+    return DistributePortResistances(job, std::vector<double>(static_cast<size_t>(job.portCount), R));
+}
+
+// Replaces Y or Z records by S in place. Version 1 gives them normalised to the reference;
+// version 2 does not (bNormalise), and they are normalised to the ports' references first.
+void ConvertToS(VoraJob& job, char parameter, bool bNormalise)
 {
     const auto n = static_cast<int32_t>(job.portCount);
     dcm E(n), M(n), P(n), T(n), S(n), given(n);
@@ -51,6 +60,15 @@ void ConvertToS(VoraJob& job, char parameter)
     for (size_t k = 0; k < static_cast<size_t>(job.frequencyCount); ++k) {
         double* record = job.wholeValues.Record(k);
         for (size_t i = 0; i < count; ++i) given.data[i] = Complex(record[2 * i], record[2 * i + 1]);
+        if (bNormalise) {
+            // z = Z / sqrt(Ri Rj), y = Y · sqrt(Ri Rj)
+            for (int32_t i = 0; i < n; ++i)
+                for (int32_t j = 0; j < n; ++j) {
+                    const double root = std::sqrt(job.portResistances[static_cast<size_t>(i)] *
+                                                  job.portResistances[static_cast<size_t>(j)]);
+                    given(i, j) = parameter == 'Z' ? given(i, j) / root : given(i, j) * root;
+                }
+        }
         if (parameter == 'Z')
             SFromNormalizedZ(n, given.data, S.data, work);
         else
@@ -59,6 +77,24 @@ void ConvertToS(VoraJob& job, char parameter)
             record[2 * i] = S.data[i].real();
             record[2 * i + 1] = S.data[i].imag();
         }
+    }
+}
+
+// The option line of the output: the input's when it states S and RI, else one that says
+// what the output holds.
+void WriteOutputOptionLine(VoraJob& job, const TouchstoneOptions& options, const std::string& line, double R)
+{
+    if (options.parameter == 'S' && options.format == ValueFormat::RealImaginary && !line.empty()) {
+        *job.outputStream << line << '\n';
+        return;
+    }
+    *job.outputStream << "# " << options.unitToken << " S RI R ";
+    if (line.empty() || R != options.resistance) {
+        std::ostringstream number;
+        number << R;
+        *job.outputStream << number.str() << '\n';
+    } else {
+        *job.outputStream << options.resistanceToken << '\n';
     }
 }
 
@@ -89,13 +125,17 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         job.logStream << "VORA:: Nport w, t, l, s Readin Wrong\n";
         return -1;
     }
-    const int64_t E = 2 * N * N + 1;
+    int64_t E = 2 * N * N + 1;
     job.frequencyCount = 0;
     job.frequencies.clear();
     job.wholeValues.Reset(E - 1);
 
     bool bOptionLineRead = false;
+    bool bOptionLineWritten = false;
     TouchstoneOptions options;
+    std::string optionLine;  // as read, comment and all
+    Touchstone2Header header;
+    RecordLayout layout;
     // The values of each record are converted by a helper thread while the next is read;
     // it has caught up before anything is logged or the step returns.
     // About twenty characters per value, as a first guess at a record's text.
@@ -104,6 +144,16 @@ int32_t ReadWholeStructureFile(VoraJob& job)
     converter.SetFormat(options.format);
     const char* const badLine = "VORA:  Reading a line of Whole S File error \n";
     const char* error = nullptr;
+    std::string failure;  // a line of its own before the bad-line text
+    // A version-2 file states its references after the option line: the output's option
+    // line waits for the data.
+    const auto writeOptionLine = [&] {
+        if (bOptionLineWritten) return;
+        bOptionLineWritten = true;
+        WriteOutputOptionLine(job, options, header.references.empty() ? optionLine : std::string(),
+                              job.portResistances.empty() ? options.resistance : job.portResistances[0]);
+        job.outputStream->flush();
+    };
     for (;;) {
         RecordSlot& slot = converter.Slot();
         const TokenList& tokens = slot.tokens;
@@ -111,6 +161,12 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         const LineStatus status =
             ReadLogicalLine(input, CommentMode::Touchstone, job.outputStream.get(), slot.line, slot.tokens, E);
         if (status == LineStatus::EndOfData) break;
+        // A version-1 two-port file may end with noise parameters: they start with the first
+        // record whose frequency is not above the one before it, and are read past.
+        if (N == 2 && !header.bVersion2 && job.frequencyCount > 0 && !tokens.empty()) {
+            double f = 0.0;
+            if (ParseDataNumber(tokens[0], f) && f * job.freqUnitFactor <= job.frequencies.back()) break;
+        }
         if (status == LineStatus::Bad) {
             error = badLine;
             break;
@@ -128,14 +184,44 @@ int32_t ReadWholeStructureFile(VoraJob& job)
             job.freqUnitFactor = options.unitFactor;
             converter.SetFormat(options.format);
             if (DistributePortResistance(job, options.resistance) != 0) return -1;
-            // The output holds S as real and imaginary parts: an option line that says
-            // otherwise is written so that it says so.
-            if (options.parameter == 'S' && options.format == ValueFormat::RealImaginary)
-                *job.outputStream << slot.line << '\n';
-            else
-                *job.outputStream << "# " << options.unitToken << " S RI R " << options.resistanceToken << '\n';
             bOptionLineRead = true;
-            job.outputStream->flush();
+            optionLine = slot.line;
+            bOptionLineWritten = false;
+            if (!header.bVersion2) writeOptionLine();
+            continue;
+        }
+        if (!tokens.empty() && tokens[0].front() == '[') {
+            converter.CatchUp();
+            if (converter.FirstBadNumber().record >= 0) break;
+            const std::string_view line = std::string_view(slot.line).substr(0, slot.line.find('!'));
+            const std::string reason = ReadKeywordLine(input, line, header);
+            if (!reason.empty()) {
+                failure = "VORA:: " + job.wholeStructureFilePath + ": " + reason + "\n";
+                error = badLine;
+                break;
+            }
+            if (header.portCount >= 0 && header.portCount != N) {
+                failure = "VORA:: " + job.wholeStructureFilePath + " holds " + std::to_string(header.portCount) +
+                          " ports; the job has " + std::to_string(N) + "\n";
+                error = badLine;
+                break;
+            }
+            MakeRecordLayout(header, N, layout);
+            converter.SetLayout(layout);
+            E = layout.valueCount + 1;
+            if (header.bNetworkData) {
+                std::vector<double> R;
+                if (!PortReferences(header, N, options.resistance, R)) {
+                    failure = "VORA:: " + job.wholeStructureFilePath + " gives " +
+                              std::to_string(header.references.size()) + " references for " + std::to_string(N) +
+                              " ports\n";
+                    error = badLine;
+                    break;
+                }
+                if (DistributePortResistances(job, R) != 0) return -1;
+                writeOptionLine();
+            }
+            if (header.bEnd) break;
             continue;
         }
 
@@ -177,8 +263,13 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         job.logStream << badLine;
         return -1;
     }
+    if (error == nullptr && header.frequencyCount >= 0 && header.frequencyCount != job.frequencyCount) {
+        failure = "VORA:: " + job.wholeStructureFilePath + " holds " + std::to_string(job.frequencyCount) +
+                  " frequencies; [Number of Frequencies] says " + std::to_string(header.frequencyCount) + "\n";
+        error = badLine;
+    }
     if (error != nullptr) {
-        job.logStream << error;
+        job.logStream << failure << error;
         return -1;
     }
     // A file without an option line reads with Touchstone's defaults; the output then says
@@ -186,15 +277,15 @@ int32_t ReadWholeStructureFile(VoraJob& job)
     if (!bOptionLineRead && job.frequencyCount > 0) {
         job.freqUnitFactor = options.unitFactor;
         for (double& f : job.frequencies) f *= job.freqUnitFactor;
-        *job.outputStream << "# " << options.unitToken << " S RI R " << options.resistanceToken << '\n';
     }
     if (!bOptionLineRead && DistributePortResistance(job, options.resistance) != 0) return -1;
+    if ((bOptionLineRead || job.frequencyCount > 0) && !bOptionLineWritten) writeOptionLine();
 
     if (static_cast<size_t>(job.frequencyCount) != job.frequencies.size()) {
         job.logStream << "VORA:  Readin WS each freq number error. \n";
         return -1;
     }
-    if (options.parameter != 'S') ConvertToS(job, options.parameter);
+    if (options.parameter != 'S') ConvertToS(job, options.parameter, header.bVersion2);
     input.Close();
     return 0;
 }

@@ -77,16 +77,24 @@ struct JobResult {
     std::string output;
 };
 
-JobResult RunGenerated(const std::string& options, const Edit& edit)
+JobResult RunGenerated(const std::string& options, const Edit& edit, int32_t ports)
 {
     TempDir dir;
     JobResult result;
     if (!GenerateJob("--points 21 " + options, dir.dir())) return result;
     if (edit) EditDataFiles(dir, edit);
-    result.run = RunMapJob(dir, "out.s4p");
-    result.deviation = DeviationFromDevice(dir.dir(), 4, "out.s4p");
-    if (dir.Exists("out.s4p")) result.output = dir.Read("out.s4p");
+    const std::string output = "out.s" + std::to_string(ports) + "p";
+    result.run = RunMapJob(dir, output);
+    result.deviation = DeviationFromDevice(dir.dir(), ports, output);
+    if (dir.Exists(output)) result.output = dir.Read(output);
     return result;
+}
+
+// Noise parameters after the data of a version-1 two-port file: frequency, minimum noise
+// figure, reflection magnitude and angle, effective noise resistance.
+std::string WithNoiseData(const std::string& text)
+{
+    return text + "! noise parameters\n0.01 0.5 0.3 20 0.2\n1 0.7 0.25 30\n 0.3\n";
 }
 
 // The same job in every form a writer may give it: the device comes back to the output's
@@ -95,10 +103,12 @@ TEST(TouchstoneInput, EveryFormOfTheSameJobGivesTheDeviceBack)
 {
     struct Case {
         const char* name;
-        const char* options;
+        std::string options;
         Edit edit;
         const char* optionLine;  // of the output
+        int32_t ports = 4;
     };
+    const std::string twoPorts = "--ports 2 --group 1:EP --group 2:EP ";
     const Case cases[] = {
         {"RI", "", nullptr, "# GHz S RI R 50\n"},
         {"MA", "--format MA", nullptr, "# GHz S RI R 50\n"},
@@ -116,10 +126,42 @@ TEST(TouchstoneInput, EveryFormOfTheSameJobGivesTheDeviceBack)
              return EachLine(text, [](const std::string& l) { return l == "# GHz S MA R 50" ? "#" : l; });
          },
          "# GHz S RI R 50\n"},
+        // Version 2: wrapped rows with a comment after each, [Reference] on the next line.
+        {"version 2", "--version 2", nullptr, "# GHz S RI R 50\n"},
+        {"version 2, upper, DB", "--version 2 --matrix Upper --format DB", nullptr, "# GHz S RI R 50\n"},
+        {"version 2, lower, MA", "--version 2 --matrix Lower --format MA", nullptr, "# GHz S RI R 50\n"},
+        {"version 2, two-port 12_21", twoPorts + "--version 2", nullptr, "# GHz S RI R 50\n", 2},
+        {"version 2, two-port 21_12", twoPorts + "--version 2 --matrix Full",
+         [](const std::string& text) {
+             // 11 12 21 22 → 11 21 12 22: the pairs of row 1 and 2 swap their second halves.
+             if (text.find("[Two-Port Data Order]") == std::string::npos) return text;
+             std::istringstream in(text);
+             std::string out, line, first;
+             while (std::getline(in, line)) {
+                 if (line == "[Two-Port Data Order] 12_21") line = "[Two-Port Data Order] 21_12";
+                 if (line.find("! row 1") != std::string::npos) {
+                     first = line;
+                     continue;
+                 }
+                 if (line.find("! row 2") != std::string::npos) {
+                     std::istringstream a(first), b(line);
+                     std::string f, a1, a2, a3, a4, b1, b2, b3, b4;
+                     a >> f >> a1 >> a2 >> a3 >> a4;
+                     b >> b1 >> b2 >> b3 >> b4;
+                     line = f + " " + a1 + " " + a2 + " " + b1 + " " + b2 + "\n " + a3 + " " + a4 + " " + b3 + " " + b4;
+                 }
+                 out += line + "\n";
+             }
+             return out;
+         },
+         "# GHz S RI R 50\n", 2},
+        {"version 1 two-port with noise data", twoPorts,
+         [](const std::string& text) { return text.find("S RI") != std::string::npos ? WithNoiseData(text) : text; },
+         "# GHz S RI R 50\n", 2},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const JobResult result = RunGenerated(c.options, c.edit);
+        const JobResult result = RunGenerated(c.options, c.edit, c.ports);
         ASSERT_EQ(result.run.status, 0) << result.run.log;
         EXPECT_NE(result.run.log.find(kDone), std::string::npos);
         EXPECT_GE(result.deviation, 0.0);
@@ -156,8 +198,26 @@ TEST(TouchstoneInput, WhatCannotBeReadRightEndsTheRunWithItsOwnLine)
         std::string file;
         Edit edit;
         std::string logTail;  // with <dir> for the job directory
+        const char* options = "";
     };
+    const auto replaceLine = [](const std::string& from, const std::string& to) {
+        return [=](const std::string& text) { return ReplaceAll(text, from + "\n", to + "\n"); };
+    };
+    const char* v2 = "--version 2";
     const Case cases[] = {
+        {"whole.s4p", replaceLine("[Network Data]", "[Mixed-Mode Order] D2,3 D1,4 C2,3 C1,4\n[Network Data]"),
+         "VORA:: <dir>whole.s4p: the keyword [Mixed-Mode Order] is not read\n" + wholeBadLine + kWholeFailed, v2},
+        {"whole.s4p", replaceLine("[Network Data]", "[Begin Information]\n[Network Data]"),
+         "VORA:: <dir>whole.s4p: the keyword [Begin Information] is not read\n" + wholeBadLine + kWholeFailed, v2},
+        {"whole.s4p", replaceLine("[Number of Ports] 4", "[Number of Ports] 3"),
+         "VORA:: <dir>whole.s4p holds 3 ports; the job has 4\n" + wholeBadLine + kWholeFailed, v2},
+        {"whole.s4p", replaceLine("[Number of Frequencies] 21", "[Number of Frequencies] 20"),
+         "VORA:: <dir>whole.s4p holds 21 frequencies; [Number of Frequencies] says 20\n" + wholeBadLine + kWholeFailed,
+         v2},
+        {"arm1_short.s2p", replaceLine("[Number of Ports] 2", "[number of ports] 4"),
+         "VORA:: <dir>arm1_short.s2p: holds 4 ports; the arm has 2\n" + shortBadLine + kArmsFailed, v2},
+        {"arm1_open.s2p", replaceLine("[Version] 2.0", "[Version] 3.0"),
+         "VORA:: <dir>arm1_open.s2p: the value of [Version] is not read\n" + openBadLine + kArmsFailed, v2},
         {"whole.s4p", ReplaceToken(3, 1, "1,5"),
          "VORA:: Not a number in <dir>whole.s4p line 3: 1,5\n" + wholeBadLine + kWholeFailed},
         // Fourth line: the second physical line of the first record.
@@ -177,8 +237,10 @@ TEST(TouchstoneInput, WhatCannotBeReadRightEndsTheRunWithItsOwnLine)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.logTail);
         TempDir dir;
-        ASSERT_TRUE(GenerateJob("--points 21", dir.dir()));
-        dir.Write(c.file, c.edit(dir.Read(c.file)));
+        ASSERT_TRUE(GenerateJob(std::string("--points 21 ") + c.options, dir.dir()));
+        const std::string before = dir.Read(c.file);
+        dir.Write(c.file, c.edit(before));
+        ASSERT_NE(dir.Read(c.file), before);
         const VoraRun run = RunMapJob(dir, "out.s4p");
         EXPECT_EQ(run.status, kFailed);
         const std::string tail = ReplaceAll(c.logTail, "<dir>", dir.dir());

@@ -1,6 +1,9 @@
 #include "jobgen/TouchstoneWriter.h"
 
 #include <charconv>
+#include <fstream>
+#include <sstream>
+#include <vector>
 #include <cmath>
 
 namespace {
@@ -77,4 +80,54 @@ std::string NumberText(double value)
     char text[32];
     const auto result = std::to_chars(text, text + sizeof text, value);
     return std::string(text, result.ptr);
+}
+
+std::string RewriteAsVersion2(const std::string& path, const std::string& matrixFormat)
+{
+    const size_t dot = path.rfind(".s");
+    const int32_t n = dot == std::string::npos ? 0 : std::atoi(path.c_str() + dot + 2);
+    if (n < 1) return path + ": no port count in the name";
+    std::ifstream in(path);
+    if (!in) return "cannot read " + path;
+    std::string comments, optionLine, line;
+    std::vector<std::string> values;
+    while (std::getline(in, line)) {
+        if (line.empty()) continue;
+        if (line[0] == '!') {
+            comments += line + "\n";
+        } else if (line[0] == '#') {
+            optionLine = line;
+        } else {
+            std::istringstream words(line);
+            for (std::string word; words >> word;) values.push_back(word);
+        }
+    }
+    const size_t recordSize = 2 * static_cast<size_t>(n) * static_cast<size_t>(n) + 1;
+    if (values.size() % recordSize != 0) return path + ": records do not fit " + std::to_string(n) + " ports";
+    const size_t at = optionLine.find(" R ");
+    const std::string R = at == std::string::npos ? "50" : optionLine.substr(at + 3);
+
+    std::string out = comments + "[Version] 2.0\n" + optionLine + "\n[Number of Ports] " + std::to_string(n) + "\n";
+    if (n == 2) out += "[Two-Port Data Order] 12_21\n";
+    out += "[Number of Frequencies] " + std::to_string(values.size() / recordSize) + "\n[Reference]\n";
+    for (int32_t i = 0; i < n; ++i) out += (i ? " " : "") + R;
+    out += "\n[Matrix Format] " + matrixFormat + "\n[Network Data]\n";
+    for (size_t r = 0; r < values.size(); r += recordSize) {
+        out += values[r];
+        for (int32_t i = 0; i < n; ++i) {
+            const int32_t from = matrixFormat == "Upper" ? i : 0;
+            const int32_t to = matrixFormat == "Lower" ? i + 1 : n;
+            for (int32_t j = from; j < to; ++j) {
+                // A version-1 two-port record holds S_ij at pair j·2 + i (11 21 12 22).
+                const size_t pair = static_cast<size_t>(n == 2 ? j * n + i : i * n + j);
+                out += " " + values[r + 1 + 2 * pair] + " " + values[r + 2 + 2 * pair];
+            }
+            out += " ! row " + std::to_string(i + 1) + "\n";
+        }
+    }
+    out += "[End]\n";
+    std::ofstream file(path, std::ios::trunc);
+    file << out;
+    file.close();
+    return file ? "" : "writing " + path + " failed";
 }

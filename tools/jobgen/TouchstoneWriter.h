@@ -41,3 +41,9 @@ private:
 std::string OptionLine(const std::string& unit, char parameterType, double r, const std::string& format = "RI");
 /// Shortest round-trip text of a double.
 std::string NumberText(double value);
+
+/// Rewrites the version-1 file at `path` (an N-port, N from its ".sNp" name) as version 2:
+/// [Number of Frequencies], [Reference] on the line after its keyword with one value per port,
+/// [Matrix Format] `matrixFormat` (Full, Upper or Lower), two-port data in 12_21 order, and
+/// each matrix row on a line of its own with a comment after it. "" or the reason it failed.
+std::string RewriteAsVersion2(const std::string& path, const std::string& matrixFormat);
