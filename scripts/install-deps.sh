@@ -10,6 +10,7 @@ packages=(
   libgfortran-12-dev
   libgtest-dev libgmock-dev
   libbenchmark-dev
+  python3-scikit-rf python3-numpy python3-pytest
 )
 # The fuzz targets need clang with its sanitizer runtimes; only installed on request.
 if [ "${VORA_WITH_FUZZ:-0}" = "1" ]; then
