@@ -1,6 +1,8 @@
 #include "jobgen/TouchstoneWriter.h"
 
 #include <charconv>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <vector>
@@ -87,10 +89,13 @@ std::string RewriteAsVersion2(const std::string& path, const std::string& matrix
     const size_t dot = path.rfind(".s");
     const int32_t n = dot == std::string::npos ? 0 : std::atoi(path.c_str() + dot + 2);
     if (n < 1) return path + ": no port count in the name";
+    const size_t recordSize = 2 * static_cast<size_t>(n) * static_cast<size_t>(n) + 1;
+
+    // First pass: the header lines and the number of records, which version 2 states first.
     std::ifstream in(path);
     if (!in) return "cannot read " + path;
     std::string comments, optionLine, line;
-    std::vector<std::string> values;
+    size_t values = 0;
     while (std::getline(in, line)) {
         if (line.empty()) continue;
         if (line[0] == '!') {
@@ -99,35 +104,46 @@ std::string RewriteAsVersion2(const std::string& path, const std::string& matrix
             optionLine = line;
         } else {
             std::istringstream words(line);
-            for (std::string word; words >> word;) values.push_back(word);
+            for (std::string word; words >> word;) ++values;
         }
     }
-    const size_t recordSize = 2 * static_cast<size_t>(n) * static_cast<size_t>(n) + 1;
-    if (values.size() % recordSize != 0) return path + ": records do not fit " + std::to_string(n) + " ports";
+    if (values % recordSize != 0) return path + ": records do not fit " + std::to_string(n) + " ports";
     const size_t at = optionLine.find(" R ");
     const std::string R = at == std::string::npos ? "50" : optionLine.substr(at + 3);
 
-    std::string out = comments + "[Version] 2.0\n" + optionLine + "\n[Number of Ports] " + std::to_string(n) + "\n";
-    if (n == 2) out += "[Two-Port Data Order] 12_21\n";
-    out += "[Number of Frequencies] " + std::to_string(values.size() / recordSize) + "\n[Reference]\n";
-    for (int32_t i = 0; i < n; ++i) out += (i ? " " : "") + R;
-    out += "\n[Matrix Format] " + matrixFormat + "\n[Network Data]\n";
-    for (size_t r = 0; r < values.size(); r += recordSize) {
-        out += values[r];
+    const std::string rewritten = path + ".v2";
+    std::ofstream out(rewritten, std::ios::trunc);
+    out << comments << "[Version] 2.0\n" << optionLine << "\n[Number of Ports] " << n << "\n";
+    if (n == 2) out << "[Two-Port Data Order] 12_21\n";
+    out << "[Number of Frequencies] " << values / recordSize << "\n[Reference]\n";
+    for (int32_t i = 0; i < n; ++i) out << (i ? " " : "") << R;
+    out << "\n[Matrix Format] " << matrixFormat << "\n[Network Data]\n";
+
+    // Second pass: record by record.
+    in.clear();
+    in.seekg(0);
+    std::vector<std::string> record;
+    while (std::getline(in, line)) {
+        if (line.empty() || line[0] == '!' || line[0] == '#') continue;
+        std::istringstream words(line);
+        for (std::string word; words >> word;) record.push_back(word);
+        if (record.size() < recordSize) continue;
+        out << record[0];
         for (int32_t i = 0; i < n; ++i) {
             const int32_t from = matrixFormat == "Upper" ? i : 0;
             const int32_t to = matrixFormat == "Lower" ? i + 1 : n;
             for (int32_t j = from; j < to; ++j) {
                 // A version-1 two-port record holds S_ij at pair j·2 + i (11 21 12 22).
                 const size_t pair = static_cast<size_t>(n == 2 ? j * n + i : i * n + j);
-                out += " " + values[r + 1 + 2 * pair] + " " + values[r + 2 + 2 * pair];
+                out << ' ' << record[1 + 2 * pair] << ' ' << record[2 + 2 * pair];
             }
-            out += " ! row " + std::to_string(i + 1) + "\n";
+            out << " ! row " << i + 1 << '\n';
         }
+        record.clear();
     }
-    out += "[End]\n";
-    std::ofstream file(path, std::ios::trunc);
-    file << out;
-    file.close();
-    return file ? "" : "writing " + path + " failed";
+    out << "[End]\n";
+    out.close();
+    if (!out) return "writing " + rewritten + " failed";
+    if (std::rename(rewritten.c_str(), path.c_str()) != 0) return "renaming " + rewritten + " failed";
+    return "";
 }
