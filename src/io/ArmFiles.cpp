@@ -219,14 +219,15 @@ int32_t ReadArmKeyword(CalibrationGroup& group, TextSource& input, const std::st
 {
     const std::string_view content = std::string_view(line).substr(0, line.find('!'));
     std::string reason = ReadKeywordLine(input, content, form.header);
+    if (!reason.empty()) reason = ": " + reason;
     if (reason.empty() && form.header.portCount >= 0 && form.header.portCount != form.ports)
-        reason = "holds " + std::to_string(form.header.portCount) + " ports; the arm has " + std::to_string(form.ports);
+        reason = " holds " + std::to_string(form.header.portCount) + " ports; the arm has " + std::to_string(form.ports);
     if (reason.empty() && form.header.bNetworkData && form.header.references.size() > 1 &&
         form.header.references.size() != static_cast<size_t>(form.ports))
-        reason = "gives " + std::to_string(form.header.references.size()) + " references for " +
+        reason = " gives " + std::to_string(form.header.references.size()) + " references for " +
                  std::to_string(form.ports) + " ports";
     if (!reason.empty()) {
-        *group.logStream << "VORA:: " << path << ": " << reason << "\n" << badLine;
+        *group.logStream << "VORA:: " << path << reason << "\n" << badLine;
         return -1;
     }
     if (form.header.bNetworkData && mismatch != nullptr && !form.header.references.empty() &&

@@ -214,8 +214,10 @@ TEST(TouchstoneInput, WhatCannotBeReadRightEndsTheRunWithItsOwnLine)
         {"whole.s4p", replaceLine("[Number of Frequencies] 21", "[Number of Frequencies] 20"),
          "VORA:: <dir>whole.s4p holds 21 frequencies; [Number of Frequencies] says 20\n" + wholeBadLine + kWholeFailed,
          v2},
+        {"whole.s4p", replaceLine("50 50 50 50", "50 50\n 50"),
+         "VORA:: <dir>whole.s4p gives 3 references for 4 ports\n" + wholeBadLine + kWholeFailed, v2},
         {"arm1_short.s2p", replaceLine("[Number of Ports] 2", "[number of ports] 4"),
-         "VORA:: <dir>arm1_short.s2p: holds 4 ports; the arm has 2\n" + shortBadLine + kArmsFailed, v2},
+         "VORA:: <dir>arm1_short.s2p holds 4 ports; the arm has 2\n" + shortBadLine + kArmsFailed, v2},
         {"arm1_open.s2p", replaceLine("[Version] 2.0", "[Version] 3.0"),
          "VORA:: <dir>arm1_open.s2p: the value of [Version] is not read\n" + openBadLine + kArmsFailed, v2},
         {"whole.s4p", ReplaceToken(3, 1, "1,5"),
@@ -250,18 +252,27 @@ TEST(TouchstoneInput, WhatCannotBeReadRightEndsTheRunWithItsOwnLine)
 }
 
 // A whole structure given as Z in MA form with a reference of 20 ohm, or as Y in RI form
-// (both normalised to the reference, as version 1 writes them), reads as the S it came from.
+// (both normalised to the reference, as version 1 writes them), or as Z in ohms in
+// version 2, reads as the S it came from.
 TEST(TouchstoneInput, YAndZWholeStructuresReadAsTheirS)
 {
-    for (const char parameter : {'Z', 'Y'}) {
-        SCOPED_TRACE(parameter);
+    struct Case {
+        char parameter;
+        bool bVersion2;
+    };
+    for (const Case c : {Case{'Z', false}, Case{'Y', false}, Case{'Z', true}, Case{'Y', true}}) {
+        SCOPED_TRACE(std::string(1, c.parameter) + (c.bVersion2 ? " version 2" : " version 1"));
         TempDir dir;
         ASSERT_TRUE(GenerateJob("--points 21 --r-ref 20", dir.dir()));
         TouchstoneSeries whole;
         ASSERT_TRUE(ReadAllEntries(dir.dir() + "whole.s4p", 4, whole));
         std::ostringstream text;
         text.precision(17);
-        text << "! converted\n# GHz " << parameter << (parameter == 'Z' ? " MA" : " RI") << " R 20\n";
+        if (c.bVersion2) text << "[Version] 2.0\n";
+        text << "! converted\n# GHz " << c.parameter << (c.parameter == 'Z' && !c.bVersion2 ? " MA" : " RI") << " R 20\n";
+        if (c.bVersion2) text << "[Number of Ports] 4\n[Reference] 20 20\n20 20\n[Network Data]\n";
+        // Version 2 gives Z in ohms and Y in siemens.
+        const double scale = !c.bVersion2 ? 1.0 : c.parameter == 'Z' ? 20.0 : 1.0 / 20.0;
         dcm S(4), IplusS(4), IminusS(4), inverse(4), converted(4);
         for (size_t k = 0; k < whole.frequencies.size(); ++k) {
             for (int32_t e = 0; e < 16; ++e) S.data[e] = whole.values[static_cast<size_t>(e)][k];
@@ -271,18 +282,19 @@ TEST(TouchstoneInput, YAndZWholeStructuresReadAsTheirS)
                 IminusS.data[e] = identity - S.data[e];
             }
             // z = (I + S)(I - S)^-1, y = (I - S)(I + S)^-1
-            ASSERT_TRUE(Inverse(parameter == 'Z' ? IminusS : IplusS, inverse));
-            Multiply(parameter == 'Z' ? IplusS : IminusS, inverse, converted);
+            ASSERT_TRUE(Inverse(c.parameter == 'Z' ? IminusS : IplusS, inverse));
+            Multiply(c.parameter == 'Z' ? IplusS : IminusS, inverse, converted);
             text << whole.frequencies[k] / 1e9;
             for (int32_t e = 0; e < 16; ++e) {
-                const Complex v = converted.data[e];
-                if (parameter == 'Z')
+                const Complex v = converted.data[e] * scale;
+                if (c.parameter == 'Z' && !c.bVersion2)
                     text << " " << std::abs(v) << " " << std::arg(v) * 180.0 / M_PI;
                 else
                     text << " " << v.real() << " " << v.imag();
             }
             text << "\n";
         }
+        if (c.bVersion2) text << "[End]\n";
         dir.Write("whole.s4p", text.str());
         const VoraRun run = RunMapJob(dir, "out.s4p");
         ASSERT_EQ(run.status, 0) << run.log;
