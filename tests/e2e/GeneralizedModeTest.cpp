@@ -122,12 +122,11 @@ TEST(GeneralizedMode, AcceptsMixedUnitsAndEveryKnownFormat)
 }
 
 // The run stops quietly where the shorter file ends; files without frequencies give only
-// the option line. The frequency is written as whole hertz, rounded down; unit letters mean
-// nothing in this mode, so "1.5G" is 1.5 Hz.
+// the option line. The frequency is written as whole hertz, rounded down.
 TEST(GeneralizedMode, WritesWholeHertzUpToTheEndOfTheShorterFile)
 {
     const std::string shorter = "# GHz S RI\n" + Record("1.9999999") + Record("0.0000000015");
-    const std::string longer = "# Hz S RI\n" + Record("1999999900") + Record("1.5G") + Record("3");
+    const std::string longer = "# Hz S RI\n" + Record("1999999900") + Record("1.5") + Record("3");
     for (bool shorterFirst : {true, false}) {
         const Result result = shorterFirst ? RunGeneralized(shorter, longer) : RunGeneralized(longer, shorter);
         EXPECT_EQ(result.run.status, 0);
@@ -194,7 +193,9 @@ TEST(GeneralizedMode, BrokenFilesEndWithTheReasonAndNoOutput)
         {"zero S21 at the second point", "# GHz S RI R 50\n" + Record("1") + Record("2", 0.1, 0.0) + Record("3"), good,
          "g.txt", kReadOk + notFinite + "2\n" + kComputeFailed},
         {"S11 beyond the double range", "# GHz S RI R 50\n1 1e400 0 0.9 0 0.9 0 0.2 0\n" + Record("2"), good, "g.txt",
-         kReadOk + notFinite + "1\n" + kComputeFailed},
+         "VORA:: Not a number in <dir>a.s2p line 2: 1e400\nVORA:  Reading a line of S File 1 error \n" + kReadFailed},
+        {"S21 with a comma", good, "# GHz S RI R 50\n" + Record("1") + "2 0 0 0,9 0 0.9 0 0.2 0\n", "g.txt",
+         "VORA:: Not a number in <dir>b.s2p line 3: 0,9\nVORA:  Reading a line of S File 2 error \n" + kReadFailed},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
