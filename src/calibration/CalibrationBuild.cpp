@@ -298,6 +298,7 @@ int32_t WriteCorrectedOutput(VoraJob& job)
         }
         out << "\n";
     }
+    if (job.bOutputVersion2 != 0) out << "[End]\n";
     // A failed close leaves the stream's failure state set; it is not reported.
     static_cast<void>(job.outputStream->Close());
     return 0;

@@ -640,6 +640,7 @@ int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissi
     log << "VORA:  Update_vdcm_Sout_ForAllFrequencies_Swhole succesffuly. \n";
 
     WriteDeembeddedBody(job, *job.outputStream);
+    if (job.bOutputVersion2 != 0) *job.outputStream << "[End]\n";
     // A failed close only leaves the stream's failure state set; the run still succeeds.
     static_cast<void>(job.outputStream->Close());
 

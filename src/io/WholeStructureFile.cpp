@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <sstream>
@@ -98,6 +99,21 @@ void WriteOutputOptionLine(VoraJob& job, const TouchstoneOptions& options, const
     }
 }
 
+// The header of a version-2 output, for references that differ per port (which version 1
+// cannot state). Its two-port records keep version 1's order, hence 21_12.
+void WriteVersion2Header(VoraJob& job, const TouchstoneOptions& options)
+{
+    std::ostringstream header;
+    header << "[Version] 2.0\n# " << options.unitToken << " S RI R " << job.portResistances[0] << "\n[Number of Ports] "
+           << job.portCount << "\n";
+    if (job.portCount == 2) header << "[Two-Port Data Order] 21_12\n";
+    header << "[Number of Frequencies] " << job.frequencyCount << "\n[Reference]";
+    for (double R : job.portResistances) header << ' ' << R;
+    header << "\n[Network Data]\n";
+    *job.outputStream << header.str();
+    job.bOutputVersion2 = 1;
+}
+
 // "VORA:: Not a number in <file> line <n>: <token>"
 void LogNotANumber(VoraJob& job, int64_t line, std::string_view token)
 {
@@ -153,6 +169,10 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         WriteOutputOptionLine(job, options, header.references.empty() ? optionLine : std::string(),
                               job.portResistances.empty() ? options.resistance : job.portResistances[0]);
         job.outputStream->flush();
+    };
+    const auto differsPerPort = [&] {
+        return std::adjacent_find(job.portResistances.begin(), job.portResistances.end(), std::not_equal_to<>()) !=
+               job.portResistances.end();
     };
     for (;;) {
         RecordSlot& slot = converter.Slot();
@@ -219,7 +239,7 @@ int32_t ReadWholeStructureFile(VoraJob& job)
                     break;
                 }
                 if (DistributePortResistances(job, R) != 0) return -1;
-                writeOptionLine();
+                if (!differsPerPort()) writeOptionLine();
             }
             if (header.bEnd) break;
             continue;
@@ -279,6 +299,10 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         for (double& f : job.frequencies) f *= job.freqUnitFactor;
     }
     if (!bOptionLineRead && DistributePortResistance(job, options.resistance) != 0) return -1;
+    if (header.bVersion2 && differsPerPort() && !bOptionLineWritten) {
+        bOptionLineWritten = true;
+        WriteVersion2Header(job, options);
+    }
     if ((bOptionLineRead || job.frequencyCount > 0) && !bOptionLineWritten) writeOptionLine();
 
     if (static_cast<size_t>(job.frequencyCount) != job.frequencies.size()) {

@@ -303,6 +303,36 @@ TEST(TouchstoneInput, YAndZWholeStructuresReadAsTheirS)
     }
 }
 
+// References that differ per port cannot be stated by version 1: the output is version 2,
+// with the references of the input, version 1's two-port order, and [End] after the data.
+TEST(TouchstoneInput, ReferencesThatDifferPerPortGiveAVersionTwoOutput)
+{
+    for (const int32_t ports : {4, 2}) {
+        SCOPED_TRACE(ports);
+        TempDir dir;
+        ASSERT_TRUE(GenerateJob(std::string("--points 5 --version 2") + (ports == 2 ? " --ports 2 --group 1:EP --group 2:EP" : ""),
+                                dir.dir()));
+        const std::string whole = "whole.s" + std::to_string(ports) + "p";
+        const std::string same = ports == 4 ? "50 50 50 50" : "50 50";
+        const std::string differ = ports == 4 ? "50 60 50 75" : "50 60";
+        dir.Write(whole, ReplaceAll(dir.Read(whole), "[Reference]\n" + same + "\n", "[Reference]\n" + differ + "\n"));
+        const std::string output = "out.s" + std::to_string(ports) + "p";
+        const VoraRun run = RunMapJob(dir, output);
+        ASSERT_EQ(run.status, 0) << run.log;
+        const std::string text = dir.Read(output);
+        const std::string header = "[Version] 2.0\n# GHz S RI R 50\n[Number of Ports] " + std::to_string(ports) + "\n" +
+                                   (ports == 2 ? "[Two-Port Data Order] 21_12\n" : "") +
+                                   "[Number of Frequencies] 5\n[Reference] " + differ + "\n[Network Data]\n";
+        EXPECT_NE(text.find("\n" + header), std::string::npos) << text;
+        EXPECT_EQ(text.substr(text.size() - 6), "[End]\n");
+        // Five records follow the header.
+        std::istringstream body(text.substr(text.find("[Network Data]\n") + 15));
+        int records = 0;
+        for (std::string line; std::getline(body, line);) records += !line.empty() && line[0] != '[' && line[0] != '\t';
+        EXPECT_EQ(records, 5);
+    }
+}
+
 }  // namespace
 
 #endif
