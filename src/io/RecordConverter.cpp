@@ -70,8 +70,6 @@ void RecordConverter::Commit()
     RecordSlot& slot = *slots_->Fill();
     slot.row = values_.Append();
     slot.index = committed_++;
-    // Reading a record takes about two thirds of the time converting it does: this thread
-    // converts a sixth of the values itself, so both threads are about equally busy.
     Convert(slot, 0, OwnShare(), ownBad_);
     slots_->Filled();
 }
