@@ -54,6 +54,8 @@ int32_t DistributePortResistance(VoraJob& job, double R)
 // version 2 does not (bNormalise), and they are normalised to the ports' references first.
 void ConvertToS(VoraJob& job, char parameter, bool bNormalise)
 {
+    // Work matrices of a declared port count that no record backs would claim memory for nothing.
+    if (job.frequencyCount <= 0) return;
     const auto n = static_cast<int32_t>(job.portCount);
     dcm E(n), M(n), P(n), T(n), S(n), given(n);
     const ConversionScratch work{E.data, M.data, P.data, T.data};

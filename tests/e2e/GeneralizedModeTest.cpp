@@ -207,3 +207,21 @@ TEST(GeneralizedMode, BrokenFilesEndWithTheReasonAndNoOutput)
 }
 
 }  // namespace
+
+namespace {
+
+// Option lines in any letter case and comments after data read as the plain files do.
+TEST(GeneralizedMode, OptionLinesInAnyCaseAndCommentsAfterDataReadAsThePlainFiles)
+{
+    const std::string plain1 = "# GHz S RI R 50\n" + Record("1", {0.1, 0.05}) + Record("2", {0.2, -0.1});
+    const std::string plain2 = "# MHz S RI R 50\n" + Record("1000", {0.3, 0.0}, {0.8, 0.1}) + Record("2000");
+    const Result reference = RunGeneralized(plain1, plain2);
+    ASSERT_EQ(reference.run.status, 0) << reference.log;
+    const auto commented = [](std::string text) { return ReplaceAll(text, "\n", " ! note\n"); };
+    const Result result = RunGeneralized(
+        commented(ReplaceAll(plain1, "# GHz S RI", "# ghz s ri")), commented(ReplaceAll(plain2, "# MHz S RI", "# mhz S Ri")));
+    EXPECT_EQ(result.run.status, 0) << result.log;
+    EXPECT_EQ(result.output, reference.output);
+}
+
+}  // namespace
