@@ -131,30 +131,6 @@ TEST(TouchstoneInput, EveryFormOfTheSameJobGivesTheDeviceBack)
         {"version 2, upper, DB", "--version 2 --matrix Upper --format DB", nullptr, "# GHz S RI R 50\n"},
         {"version 2, lower, MA", "--version 2 --matrix Lower --format MA", nullptr, "# GHz S RI R 50\n"},
         {"version 2, two-port 12_21", twoPorts + "--version 2", nullptr, "# GHz S RI R 50\n", 2},
-        {"version 2, two-port 21_12", twoPorts + "--version 2 --matrix Full",
-         [](const std::string& text) {
-             // 11 12 21 22 → 11 21 12 22: the pairs of row 1 and 2 swap their second halves.
-             if (text.find("[Two-Port Data Order]") == std::string::npos) return text;
-             std::istringstream in(text);
-             std::string out, line, first;
-             while (std::getline(in, line)) {
-                 if (line == "[Two-Port Data Order] 12_21") line = "[Two-Port Data Order] 21_12";
-                 if (line.find("! row 1") != std::string::npos) {
-                     first = line;
-                     continue;
-                 }
-                 if (line.find("! row 2") != std::string::npos) {
-                     std::istringstream a(first), b(line);
-                     std::string f, a1, a2, a3, a4, b1, b2, b3, b4;
-                     a >> f >> a1 >> a2 >> a3 >> a4;
-                     b >> b1 >> b2 >> b3 >> b4;
-                     line = f + " " + a1 + " " + a2 + " " + b1 + " " + b2 + "\n " + a3 + " " + a4 + " " + b3 + " " + b4;
-                 }
-                 out += line + "\n";
-             }
-             return out;
-         },
-         "# GHz S RI R 50\n", 2},
         {"version 1 two-port with noise data", twoPorts,
          [](const std::string& text) { return text.find("S RI") != std::string::npos ? WithNoiseData(text) : text; },
          "# GHz S RI R 50\n", 2},

@@ -72,27 +72,6 @@ TEST(ParseDataNumber, TakesWholeFiniteDecimalNumbersOnly)
     }
 }
 
-TEST(ToRealImaginary, MagnitudeAngleAndDecibels)
-{
-    struct Case {
-        ValueFormat format;
-        double first, second, re, im;
-    };
-    const Case cases[] = {
-        {ValueFormat::MagnitudeAngle, 2.0, 90.0, 0.0, 2.0},
-        {ValueFormat::MagnitudeAngle, 0.5, 180.0, -0.5, 0.0},
-        {ValueFormat::DecibelAngle, -20.0, 0.0, 0.1, 0.0},
-        {ValueFormat::DecibelAngle, 6.0, -90.0, 0.0, -std::pow(10.0, 0.3)},
-        {ValueFormat::RealImaginary, 0.3, -0.4, 0.3, -0.4},
-    };
-    for (const Case& c : cases) {
-        double a = c.first, b = c.second;
-        ToRealImaginary(c.format, a, b);
-        EXPECT_NEAR(a, c.re, 1e-15);
-        EXPECT_NEAR(b, c.im, 1e-15);
-    }
-}
-
 // Comments after data, and the file line of every token of a record over several lines.
 TEST(ReadLogicalLine, DropsCommentsAfterDataAndKnowsEachTokensLine)
 {
