@@ -238,6 +238,17 @@ int32_t ReadArmKeyword(CalibrationGroup& group, TextSource& input, const std::st
     return 0;
 }
 
+// [Number of Frequencies] against the records read. Returns 0, or -1 after logging.
+int32_t CheckFrequencyCount(CalibrationGroup& group, const ArmFileForm& form, const std::string& path, int32_t records,
+                            const char* badLine)
+{
+    if (form.header.frequencyCount < 0 || form.header.frequencyCount == records) return 0;
+    *group.logStream << "VORA:: " << path << " holds " << records << " frequencies; [Number of Frequencies] says "
+                     << form.header.frequencyCount << "\n"
+                     << badLine;
+    return -1;
+}
+
 // A version-1 two-port file may end with noise parameters: from the first record whose
 // frequency is not above the one before it.
 bool StartsNoiseData(const ArmFileForm& form, const TokenList& tokens, const std::vector<double>& frequencies,
@@ -317,6 +328,7 @@ int32_t ReadShortFile(CalibrationGroup& group, TextSource& input, dcm& converted
                                  : group.armKind == 2 ? "VORA:  R of short S file is not same as R of whole S file  \n"
                                                       : nullptr;
     ArmFileForm form = MakeForm(group.armKind == 1 ? 2 * P : P);
+    bool bReadToTheEnd = true;  // else the count of records says nothing about the file
     // Touchstone's default, for a file without an option line.
     group.shortUnitFactor = 1e9;
     std::vector<double> values;
@@ -330,8 +342,10 @@ int32_t ReadShortFile(CalibrationGroup& group, TextSource& input, dcm& converted
         // The arm S file may run past the whole structure: it ends with the first record
         // beyond its last frequency (+1 Hz).
         if (group.armKind == 1 && !group.shortFrequencies.empty() &&
-            group.shortFrequencies.back() > group.wholeMaxFrequency + 1.0)
+            group.shortFrequencies.back() > group.wholeMaxFrequency + 1.0) {
+            bReadToTheEnd = false;
             break;
+        }
 
         if (!tokens.empty() && tokens[0] == "#") {
             if (ReadShortOptionLine(group, tokens, form.format) != 0) return -1;
@@ -365,6 +379,8 @@ int32_t ReadShortFile(CalibrationGroup& group, TextSource& input, dcm& converted
     }
     if (static_cast<size_t>(group.shortRecordCount) != group.shortFrequencies.size())
         return Fail(group, "VORA:  Readin ARM each freq number error. \n");
+    if (bReadToTheEnd && CheckFrequencyCount(group, form, group.armFile2Path, group.shortRecordCount, badLine) != 0)
+        return -1;
     return 0;
 }
 
@@ -447,6 +463,7 @@ int32_t ReadOpenFile(CalibrationGroup& group, TextSource& input, dcm& converted)
     }
     if (static_cast<size_t>(group.openRecordCount) != group.openFrequencies.size())
         return Fail(group, "VORA:  Readin ARM Open freq number error. \n");
+    if (CheckFrequencyCount(group, form, group.armFile1Path, group.openRecordCount, badLine) != 0) return -1;
     group.commonFrequencyCount = static_cast<int32_t>(group.commonFrequencies.size());
     return 0;
 }

@@ -194,6 +194,10 @@ TEST(TouchstoneInput, WhatCannotBeReadRightEndsTheRunWithItsOwnLine)
          "VORA:: <dir>whole.s4p gives 3 references for 4 ports\n" + wholeBadLine + kWholeFailed, v2},
         {"arm1_short.s2p", replaceLine("[Number of Ports] 2", "[number of ports] 4"),
          "VORA:: <dir>arm1_short.s2p holds 4 ports; the arm has 2\n" + shortBadLine + kArmsFailed, v2},
+        {"arm2_open.s2p", replaceLine("[Number of Frequencies] 21", "[Number of Frequencies] 22"),
+         "VORA:: <dir>arm2_open.s2p holds 21 frequencies; [Number of Frequencies] says 22\n" + openBadLine +
+             "VORA:  The second arm process error. \nVORA:  Reading Open Y Files and Short Z Files error. \n",
+         v2},
         {"arm1_open.s2p", replaceLine("[Version] 2.0", "[Version] 3.0"),
          "VORA:: <dir>arm1_open.s2p: the value of [Version] is not read\n" + openBadLine + kArmsFailed, v2},
         {"whole.s4p", ReplaceToken(3, 1, "1,5"),
