@@ -204,3 +204,22 @@ for name in cal-4p-2g cal-16p-4g cal-64p-8g gsparam-2x2p; do
         printf "%-16s wall %7.3f %7.3f %5.2f %-4s   cpu %6.2f %6.2f %5.2f %s\n", name, a, b, r,
                (r <= 2.2 ? "ok" : "OVER"), ca, cb, rc, verdict }'
 done
+
+# The largest job again with its files in MA form and as Touchstone 2: reading either may
+# cost at most 1.1 times the RI job's time (each pair runs in turns, like the others).
+echo
+echo "forms: the cal-64p-8g-x2 job in other Touchstone forms / in RI, median of $runs runs taking turns (target at most 1.1)"
+for form in "--format MA" "--version 2"; do
+    name=cal-64p-8g-x2-$(echo "$form" | tr -d ' -')
+    dir=$jobs_dir/$name
+    # shellcheck disable=SC2046,SC2086
+    make_cal_job "$dir" --ports 64 $(groups_arg 64 8) --points 2002 $form
+    pair=$(eval "measure_pair $(printf '%q ' "$vora" -filepath "$dir/" -in job.map -out deembedded.s64p) -- \
+        ${engine_args[cal-64p-8g-x2]}") || exit 1
+    rm -f "$dir"/vora_*.log "$jobs_dir/cal-64p-8g-x2"/vora_*.log
+    # shellcheck disable=SC2086
+    set -- $pair
+    awk -v name="$form" -v b="$1" -v cb="$3" -v a="$4" -v ca="$6" -v r="$7" 'BEGIN {
+        printf "%-16s wall %7.3f %7.3f %5.2f %-4s   cpu %6.2f %6.2f %5.2f\n", name, b, a, r, (r <= 1.1 ? "ok" : "OVER"),
+               cb, ca, (ca > 0 ? cb / ca : 0) }'
+done

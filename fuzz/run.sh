@@ -11,10 +11,10 @@ seconds="${2:-60}"
 CXX=clang++ cmake -S fuzz -B "$build" >/dev/null
 cmake --build "$build" -j 2
 
-targets=(fuzz_line_reader fuzz_map_file fuzz_whole_arm_files fuzz_two_sparam_files fuzz_job)
+targets=(fuzz_line_reader fuzz_map_file fuzz_whole_arm_files fuzz_two_sparam_files fuzz_job fuzz_touchstone2)
 declare -A dictionary=(
   [fuzz_line_reader]=touchstone.dict [fuzz_map_file]=map.dict [fuzz_whole_arm_files]=touchstone.dict
-  [fuzz_two_sparam_files]=touchstone.dict [fuzz_job]=map.dict
+  [fuzz_two_sparam_files]=touchstone.dict [fuzz_job]=map.dict [fuzz_touchstone2]=touchstone2.dict
 )
 mkdir -p "$build/findings"
 status=0

@@ -521,18 +521,20 @@ void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
     if (job.frequencyCount <= 0) return;
     // One line of text per frequency: the frequency, two numbers per entry with a blank
     // before each, a wrap after every fourth entry and the line feed.
-    const size_t lineRoom = static_cast<size_t>(2 * entries + 1) * (kStreamNumberMaxLength + 1) +
+    const int precision = job.outputPrecision;
+    const size_t numberRoom = precision == 0 ? kStreamNumberMaxLength : kOutputNumberMaxLength;
+    const size_t lineRoom = static_cast<size_t>(2 * entries + 1) * (numberRoom + 1) +
                             static_cast<size_t>(entries / 4 + 1) * 2 + 1;
     const auto formatLine = [&](size_t k, char* p) {
-        p = FormatStreamDefault(p, job.frequencies[k] / job.freqUnitFactor);
+        p = FormatOutputNumber(p, job.frequencies[k] / job.freqUnitFactor, precision);
         const dcm& S = job.vdcm_Sout[k];
         int64_t entry = 0;
         for (int32_t r = 0; r < N; ++r) {
             for (int32_t c = 0; c < N; ++c) {
                 *p++ = ' ';
-                p = FormatStreamDefault(p, S(r, c).real());
+                p = FormatOutputNumber(p, S(r, c).real(), precision);
                 *p++ = ' ';
-                p = FormatStreamDefault(p, S(r, c).imag());
+                p = FormatOutputNumber(p, S(r, c).imag(), precision);
                 ++entry;
                 if (wrap && entry % 4 == 0 && entry != entries) {
                     *p++ = '\n';
@@ -681,6 +683,7 @@ int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissi
     log << "VORA:  Update_vdcm_Sout_ForAllFrequencies_Swhole succesffuly. \n";
 
     WriteDeembeddedBody(job, *job.outputStream);
+    if (job.bOutputVersion2 != 0) *job.outputStream << "[End]\n";
     if (FinishJobOutput(job) != 0) {
         ReleaseWorkData(job);
         return -1;

@@ -28,6 +28,18 @@ ExtraOptions SplitExtraOptions(int argc, const char* const* argv)
         }
         *value = argv[++i];
     }
+    // The generalized mode writes its fixed format; the mode is decided as the pre-scan
+    // decides it, by whichever of "-filepath" and the mode word comes first.
+    if (!options.precisionText.empty() && options.error.empty()) {
+        for (size_t i = 1; i < options.legacyArguments.size(); ++i) {
+            const std::string word = UpperCased(options.legacyArguments[i].c_str());
+            if (word == "-FILEPATH") break;
+            if (word == "GENERALIZEDSPARAM") {
+                options.error = "-precision applies to the de-embedding mode only, not to GENERALIZEDSPARAM";
+                break;
+            }
+        }
+    }
     return options;
 }
 

@@ -22,11 +22,12 @@ constexpr double legacyPi = 3.1415926;
 
 enum class PairFormat { RealImaginary, MagnitudeAngle, DecibelAngle, Unknown };
 
+// The readers hand the format token over upper-cased.
 PairFormat FormatOf(const std::string& format)
 {
     if (format == "RI") return PairFormat::RealImaginary;
     if (format == "MA") return PairFormat::MagnitudeAngle;
-    if (format == "DB" || format == "dB" || format == "db") return PairFormat::DecibelAngle;
+    if (format == "DB") return PairFormat::DecibelAngle;
     return PairFormat::Unknown;
 }
 

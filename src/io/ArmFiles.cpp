@@ -20,6 +20,7 @@
 #include "io/RecordCountEstimate.h"
 #include "io/TextSource.h"
 #include "io/Touchstone.h"
+#include "io/Touchstone2.h"
 #include "job/Switches.h"
 #include "job/VoraJob.h"
 #include "numerics/NetworkConversions.h"
@@ -149,14 +150,16 @@ void ReserveFor(const std::string& path, const TokenList& firstRecord, std::vect
 }
 
 // The short (or arm S) file's option line. Returns 0, or -1 after logging.
-int32_t ReadShortOptionLine(CalibrationGroup& group, const TokenList& tokens)
+int32_t ReadShortOptionLine(CalibrationGroup& group, const TokenList& tokens, ValueFormat& format)
 {
+    const TouchstoneOptions options = ReadOptionTokens(tokens);
+    group.shortUnitFactor = options.unitFactor;
+    format = options.format;
     const bool bExtended = group.bExtendedArmSyntax != 0;
     const char type = group.armKind == 0 ? 'Z' : 'S';
     double R = kResistanceNotGiven;
     bool bTypeFound = false;
     for (size_t k = 0; k < tokens.size(); ++k) {
-        if (k == 1) group.shortUnitFactor = FrequencyUnitFactor(tokens[1]);
         if (IsLetter(tokens[k], 'R')) {
             R = ParseNumber(TokenAfter(tokens, k));
             if (group.armKind == 1 && DiffersFromWholeResistance(group, R))
@@ -174,11 +177,11 @@ int32_t ReadShortOptionLine(CalibrationGroup& group, const TokenList& tokens)
 // The open file's option line (extended form only). Returns 0, or -1 after logging.
 int32_t ReadOpenOptionLine(CalibrationGroup& group, const TokenList& tokens)
 {
+    group.openUnitFactor = ReadOptionTokens(tokens).unitFactor;
     const char type = group.armKind == 0 ? 'Y' : 'S';
     double R = kResistanceNotGiven;
     bool bTypeFound = false;
     for (size_t k = 0; k < tokens.size(); ++k) {
-        if (k == 1) group.openUnitFactor = FrequencyUnitFactor(tokens[1]);
         if (IsLetter(tokens[k], 'R')) {
             R = ParseNumber(TokenAfter(tokens, k));
             if (group.armKind == 2 && DiffersFromWholeResistance(group, R))
@@ -189,6 +192,106 @@ int32_t ReadOpenOptionLine(CalibrationGroup& group, const TokenList& tokens)
     }
     if (!bTypeFound) return Fail(group, "VORA:  Readin ARM each open file error \n");
     return 0;
+}
+
+// What the reading of one arm file knows of its form.
+struct ArmFileForm {
+    ValueFormat format = ValueFormat::MagnitudeAngle;  // Touchstone's default
+    Touchstone2Header header;
+    RecordLayout layout;
+    int64_t ports = 0;  // of the file
+    int64_t E = 0;      // tokens of a record
+    std::vector<double> written;  // a record's values as the file gives them
+};
+
+ArmFileForm MakeForm(int64_t ports)
+{
+    ArmFileForm form;
+    form.ports = ports;
+    form.E = 2 * ports * ports + 1;
+    return form;
+}
+
+// A version-2 keyword line. mismatch: the failure text when the first reference differs from
+// the whole structure's R (nullptr: not compared). Returns 0, or -1 after logging.
+int32_t ReadArmKeyword(CalibrationGroup& group, TextSource& input, const std::string& line, const std::string& path,
+                       const char* badLine, ArmFileForm& form, const char* mismatch)
+{
+    const std::string_view content = std::string_view(line).substr(0, line.find('!'));
+    std::string reason = ReadKeywordLine(input, content, form.header);
+    if (!reason.empty()) reason = ": " + reason;
+    if (reason.empty() && form.header.portCount >= 0 && form.header.portCount != form.ports)
+        reason = " holds " + std::to_string(form.header.portCount) + " ports; the arm has " + std::to_string(form.ports);
+    if (reason.empty() && form.header.bNetworkData && form.header.references.size() > 1 &&
+        form.header.references.size() != static_cast<size_t>(form.ports))
+        reason = " gives " + std::to_string(form.header.references.size()) + " references for " +
+                 std::to_string(form.ports) + " ports";
+    if (!reason.empty()) {
+        *group.logStream << "VORA:: " << path << reason << "\n" << badLine;
+        return -1;
+    }
+    if (form.header.bNetworkData && mismatch != nullptr && !form.header.references.empty() &&
+        DiffersFromWholeResistance(group, form.header.references[0]))
+        return Fail(group, mismatch);
+    MakeRecordLayout(form.header, form.ports, form.layout);
+    form.E = form.layout.valueCount + 1;
+    return 0;
+}
+
+// [Number of Frequencies] against the records read. Returns 0, or -1 after logging.
+int32_t CheckFrequencyCount(CalibrationGroup& group, const ArmFileForm& form, const std::string& path, int32_t records,
+                            const char* badLine)
+{
+    if (form.header.frequencyCount < 0 || form.header.frequencyCount == records) return 0;
+    *group.logStream << "VORA:: " << path << " holds " << records << " frequencies; [Number of Frequencies] says "
+                     << form.header.frequencyCount << "\n"
+                     << badLine;
+    return -1;
+}
+
+// A version-1 two-port file may end with noise parameters: from the first record whose
+// frequency is not above the one before it.
+bool StartsNoiseData(const ArmFileForm& form, const TokenList& tokens, const std::vector<double>& frequencies,
+                     double unitFactor)
+{
+    double f = 0.0;
+    return form.ports == 2 && !form.header.bVersion2 && !frequencies.empty() && !tokens.empty() &&
+           ParseDataNumber(tokens[0], f) && f * unitFactor <= frequencies.back();
+}
+
+// Parses a record's frequency and values (tokens 1..) as real and imaginary parts, in the
+// version-1 layout. false after logging the first token that is not a number and then the
+// file's bad-line text.
+bool ParseRecord(CalibrationGroup& group, const std::string& path, const TokenList& tokens, ArmFileForm& form,
+                 const char* badLine, double& frequency, std::vector<double>& values)
+{
+    const bool bScatter = !form.layout.target.empty();
+    std::vector<double>& written = bScatter ? form.written : values;
+    written.resize(tokens.size() - 1);
+    bool bNumbers = ParseDataNumber(tokens[0], frequency);
+    size_t bad = 0;
+    for (size_t k = 1; k < tokens.size() && bNumbers; ++k) {
+        bNumbers = ParseDataNumber(tokens[k], written[k - 1]);
+        bad = k;
+    }
+    if (!bNumbers) {
+        *group.logStream << "VORA:: Not a number in " << path << " line " << tokens.LineOf(bad) << ": " << tokens[bad]
+                         << "\n"
+                         << badLine;
+        return false;
+    }
+    if (form.format != ValueFormat::RealImaginary)
+        for (size_t k = 0; k + 1 < written.size(); k += 2) ToRealImaginary(form.format, written[k], written[k + 1]);
+    if (!bScatter) return true;
+    values.resize(static_cast<size_t>(2 * form.ports * form.ports));
+    for (size_t p = 0; p < form.layout.target.size(); ++p) {
+        for (const int32_t to : {form.layout.target[p], form.layout.mirror[p]}) {
+            if (to < 0) continue;
+            values[2 * static_cast<size_t>(to)] = written[2 * p];
+            values[2 * static_cast<size_t>(to) + 1] = written[2 * p + 1];
+        }
+    }
+    return true;
 }
 
 // Reads the first arm file (short, or arm S) from `input`. Returns 0, or -1 after logging.
@@ -220,43 +323,64 @@ int32_t ReadShortFile(CalibrationGroup& group, TextSource& input, dcm& converted
     group.shortRecordCount = 0;
     group.shortValues.Reset(bExtended ? valueCount : CountKept(keep));
 
+    const char* const badLine = "VORA:  Reading a line of Short Z File or Arm S File error \n";
+    const char* const mismatch = group.armKind == 1   ? "VORA:  R of arm S file is not same as R of whole S file  \n"
+                                 : group.armKind == 2 ? "VORA:  R of short S file is not same as R of whole S file  \n"
+                                                      : nullptr;
+    ArmFileForm form = MakeForm(group.armKind == 1 ? 2 * P : P);
+    bool bReadToTheEnd = true;  // else the count of records says nothing about the file
+    // Touchstone's default, for a file without an option line.
+    group.shortUnitFactor = 1e9;
+    std::vector<double> values;
     std::string line;
     TokenList tokens;
     for (;;) {
-        const LineStatus status = ReadLogicalLine(input, CommentMode::Touchstone, nullptr, line, tokens, E);
+        const LineStatus status = ReadLogicalLine(input, CommentMode::Touchstone, nullptr, line, tokens, form.E);
         if (status == LineStatus::EndOfData) break;
-        if (status == LineStatus::Bad) return Fail(group, "VORA:  Reading a line of Short Z File or Arm S File error \n");
+        if (StartsNoiseData(form, tokens, group.shortFrequencies, group.shortUnitFactor)) break;
+        if (status == LineStatus::Bad) return Fail(group, badLine);
         // The arm S file may run past the whole structure: it ends with the first record
         // beyond its last frequency (+1 Hz).
         if (group.armKind == 1 && !group.shortFrequencies.empty() &&
-            group.shortFrequencies.back() > group.wholeMaxFrequency + 1.0)
+            group.shortFrequencies.back() > group.wholeMaxFrequency + 1.0) {
+            bReadToTheEnd = false;
             break;
+        }
 
         if (!tokens.empty() && tokens[0] == "#") {
-            if (ReadShortOptionLine(group, tokens) != 0) return -1;
+            if (ReadShortOptionLine(group, tokens, form.format) != 0) return -1;
             continue;
         }
-        if (static_cast<int64_t>(tokens.size()) != E)
+        if (!tokens.empty() && tokens[0].front() == '[') {
+            if (ReadArmKeyword(group, input, line, group.armFile2Path, badLine, form, mismatch) != 0) return -1;
+            if (form.header.bEnd) break;
+            continue;
+        }
+        if (static_cast<int64_t>(tokens.size()) != form.E)
             return Fail(group, "VORA:  Reading a frequency line of Short Z File or Arm S File error \n");
         if (E < 2) return Fail(group, "VORA:  Readin ARM each freq-s line error. \n");
         if (group.shortRecordCount == std::numeric_limits<int32_t>::max())
             return Fail(group, "VORA:  Readin ARM each freq number error. \n");
 
+        double frequency = 0.0;
+        if (!ParseRecord(group, group.armFile2Path, tokens, form, badLine, frequency, values)) return -1;
         if (group.shortRecordCount == 0) ReserveFor(group.armFile2Path, tokens, group.shortFrequencies, group.shortValues);
-        group.shortFrequencies.push_back(ParseNumber(tokens[0]) * group.shortUnitFactor);
+        group.shortFrequencies.push_back(frequency * group.shortUnitFactor);
         double* record = group.shortValues.Append();
         if (bExtended) {
-            for (int64_t p = 0; p < valueCount; ++p) record[p] = ParseNumber(tokens[static_cast<size_t>(p + 1)]);
+            std::copy(values.begin(), values.end(), record);
         } else {
             int64_t kept = 0;
             for (int64_t p = 0; p < valueCount; ++p)
-                if (keep[static_cast<size_t>(p)]) record[kept++] = ParseNumber(tokens[static_cast<size_t>(p + 1)]);
+                if (keep[static_cast<size_t>(p)]) record[kept++] = values[static_cast<size_t>(p)];
         }
         if (bConvert) ConvertRecordInPlace(group, record, true, converted);
         ++group.shortRecordCount;
     }
     if (static_cast<size_t>(group.shortRecordCount) != group.shortFrequencies.size())
         return Fail(group, "VORA:  Readin ARM each freq number error. \n");
+    if (bReadToTheEnd && CheckFrequencyCount(group, form, group.armFile2Path, group.shortRecordCount, badLine) != 0)
+        return -1;
     return 0;
 }
 
@@ -285,26 +409,43 @@ int32_t ReadOpenFile(CalibrationGroup& group, TextSource& input, dcm& converted)
     group.commonFrequencies.clear();
     group.openValues.Reset(bExtended ? valueCount : CountKept(keep));
 
+    const char* const badLine = "VORA:  Reading a line of Open Y File error \n";
+    const char* const mismatch =
+        bExtended && group.armKind == 2 ? "VORA:  R of open S file is not same as R of whole S file  \n" : nullptr;
+    ArmFileForm form = MakeForm(P);
+    // Touchstone's default, for a file without an option line.
+    if (bExtended) group.openUnitFactor = 1e9;
+    std::vector<double> values;
     std::string line;
     TokenList tokens;
     for (;;) {
-        const LineStatus status = ReadLogicalLine(input, CommentMode::Touchstone, nullptr, line, tokens, E);
+        const LineStatus status = ReadLogicalLine(input, CommentMode::Touchstone, nullptr, line, tokens, form.E);
         if (status == LineStatus::EndOfData) break;
-        if (status == LineStatus::Bad) return Fail(group, "VORA:  Reading a line of Open Y File error \n");
+        if (StartsNoiseData(form, tokens, group.openFrequencies, group.openUnitFactor)) break;
+        if (status == LineStatus::Bad) return Fail(group, badLine);
 
         if (!tokens.empty() && tokens[0] == "#") {
-            // The Nvpl form takes nothing from the open file's option line.
+            // The Nvpl form takes neither R nor the unit from the open file's option line,
+            // but its values are read in the form it states.
+            form.format = ReadOptionTokens(tokens).format;
             if (bExtended && ReadOpenOptionLine(group, tokens) != 0) return -1;
             continue;
         }
-        if (static_cast<int64_t>(tokens.size()) != E) *group.logStream << "VORA:  Reading a frequency line of Open Y File error \n";
-        if (tokens.size() < 2 || static_cast<int64_t>(tokens.size()) != E)
+        if (!tokens.empty() && tokens[0].front() == '[') {
+            if (ReadArmKeyword(group, input, line, group.armFile1Path, badLine, form, mismatch) != 0) return -1;
+            if (form.header.bEnd) break;
+            continue;
+        }
+        if (static_cast<int64_t>(tokens.size()) != form.E) *group.logStream << "VORA:  Reading a frequency line of Open Y File error \n";
+        if (tokens.size() < 2 || static_cast<int64_t>(tokens.size()) != form.E)
             return Fail(group, "VORA:  Readin ARM each freq-s line error. \n");
         if (group.openRecordCount == std::numeric_limits<int32_t>::max())
             return Fail(group, "VORA:  Readin ARM Open freq number error. \n");
 
+        double frequency = 0.0;
+        if (!ParseRecord(group, group.armFile1Path, tokens, form, badLine, frequency, values)) return -1;
         if (group.openRecordCount == 0) ReserveFor(group.armFile1Path, tokens, group.openFrequencies, group.openValues);
-        const double f = ParseNumber(tokens[0]) * group.openUnitFactor;
+        const double f = frequency * group.openUnitFactor;
         group.openFrequencies.push_back(f);
         if (HasFrequencyNear(group.shortFrequencies, bShortAscending, f, static_cast<size_t>(group.openRecordCount)))
             group.commonFrequencies.push_back(f);
@@ -312,7 +453,7 @@ int32_t ReadOpenFile(CalibrationGroup& group, TextSource& input, dcm& converted)
         int64_t kept = 0;
         for (int64_t p = 0; p < valueCount; ++p) {
             if (!bExtended && !keep[static_cast<size_t>(p)]) continue;
-            double value = ParseNumber(tokens[static_cast<size_t>(p + 1)]);
+            double value = values[static_cast<size_t>(p)];
             // An open arm's Re Y(1,1) of exactly zero (either sign) is stored as 1e-12.
             if (p == 0 && value == 0.0) value = 1e-12;
             record[kept++] = value;
@@ -322,6 +463,7 @@ int32_t ReadOpenFile(CalibrationGroup& group, TextSource& input, dcm& converted)
     }
     if (static_cast<size_t>(group.openRecordCount) != group.openFrequencies.size())
         return Fail(group, "VORA:  Readin ARM Open freq number error. \n");
+    if (CheckFrequencyCount(group, form, group.armFile1Path, group.openRecordCount, badLine) != 0) return -1;
     group.commonFrequencyCount = static_cast<int32_t>(group.commonFrequencies.size());
     return 0;
 }

@@ -75,13 +75,25 @@ void AppendTokens(std::string_view text, size_t from, TokenList& tokens)
     }
 }
 
-// The next line that is neither blank nor a comment (comments echoed); false at the end.
-bool NextContentLine(TextSource& source, char commentChar, std::ostream* echo, std::string_view& physical)
+// Touchstone text after "!" is a comment, on any line.
+std::string_view WithoutComment(std::string_view physical, CommentMode mode)
 {
+    if (mode != CommentMode::Touchstone) return physical;
+    const size_t bang = physical.find('!');
+    return bang == std::string_view::npos ? physical : physical.substr(0, bang);
+}
+
+// The next line that is neither blank nor a comment (comments echoed); false at the end.
+// `content` is the line without a trailing comment, `physical` the whole line.
+bool NextContentLine(TextSource& source, CommentMode mode, std::ostream* echo, std::string_view& physical,
+                     std::string_view& content)
+{
+    const char commentChar = mode == CommentMode::Map ? '*' : '!';
     for (;;) {
         if (!source.NextLine(physical)) return false;
         if (IsBlank(physical)) continue;
-        if (physical.front() == commentChar) {
+        content = WithoutComment(physical, mode);
+        if (physical.front() == commentChar || IsBlank(content)) {
             if (echo != nullptr) *echo << physical << '\n';
             continue;
         }
@@ -92,7 +104,7 @@ bool NextContentLine(TextSource& source, char commentChar, std::ostream* echo, s
 // Appends every directly following physical line that starts with "+" to line (its text
 // after the "+", one blank between). Only the very next line can continue: a blank or
 // comment line ends the logical line.
-void JoinContinuationLines(TextSource& source, std::string& line)
+void JoinContinuationLines(TextSource& source, CommentMode mode, std::string& line, TokenList& tokens)
 {
     std::string_view physical;
     while (source.NextLine(physical)) {
@@ -101,7 +113,8 @@ void JoinContinuationLines(TextSource& source, std::string& line)
             return;
         }
         line.push_back(' ');
-        line.append(physical.substr(1));
+        tokens.MarkLine(line.size(), source.LineNumber());
+        line.append(WithoutComment(physical.substr(1), mode));
     }
 }
 
@@ -118,29 +131,33 @@ LineStatus ReadLogicalLine(TextSource& source, CommentMode mode, std::ostream* e
 {
     line.clear();
     tokens.Clear();
-    const char commentChar = mode == CommentMode::Map ? '*' : '!';
     std::string_view physical;
-    if (!NextContentLine(source, commentChar, echo, physical)) return LineStatus::EndOfData;
+    std::string_view content;
+    if (!NextContentLine(source, mode, echo, physical, content)) return LineStatus::EndOfData;
 
-    if (mode == CommentMode::Touchstone && physical.front() == '#') {
+    // The option line and the keyword lines of version 2 stand alone. The line keeps its
+    // comment (the option line is copied as it is); the tokens do not.
+    if (mode == CommentMode::Touchstone && (physical.front() == '#' || physical.front() == '[')) {
         line.assign(physical);
-        AppendTokens(line, 0, tokens);
-        if (echo != nullptr) *echo << line << '\n';
+        AppendTokens(std::string_view(line).substr(0, content.size()), 0, tokens);
+        tokens.MarkLine(0, source.LineNumber());
         return LineStatus::Line;
     }
 
-    line.assign(physical);
-    JoinContinuationLines(source, line);
+    line.assign(content);
+    tokens.MarkLine(0, source.LineNumber());
+    JoinContinuationLines(source, mode, line, tokens);
     AppendTokens(line, 0, tokens);
     if (mode == CommentMode::Map) return LineStatus::Line;
 
     // A data record may span several physical lines.
     while (static_cast<int64_t>(tokens.size()) < expectedCount) {
-        if (!NextContentLine(source, commentChar, echo, physical)) return LineStatus::Bad;
+        if (!NextContentLine(source, mode, echo, physical, content)) return LineStatus::Bad;
         const size_t pieceStart = line.size() + 1;
         line.push_back(' ');
-        line.append(physical);
-        JoinContinuationLines(source, line);
+        tokens.MarkLine(pieceStart, source.LineNumber());
+        line.append(content);
+        JoinContinuationLines(source, mode, line, tokens);
         // The line may have moved as it grew: the earlier tokens follow it.
         AppendTokens(line, pieceStart, tokens);
     }

@@ -13,7 +13,7 @@
 
 enum class CommentMode {
     Map,         // "*" starts a comment; "#" is ordinary text
-    Touchstone,  // "!" starts a comment; "#" starts the option line
+    Touchstone,  // "!" starts a comment anywhere; "#" starts the option line, "[" a keyword
 };
 
 enum class LineStatus {
@@ -22,10 +22,11 @@ enum class LineStatus {
     Bad,        // success flag cleared: wrong token count, or input ended inside a record
 };
 
-/// Reads the next logical line. expectedCount is used in the Touchstone mode only. When
-/// echo is given, comment lines (and, in the Touchstone mode, the option line) are copied
-/// to it, each followed by a line feed. The tokens point into `line`: they are valid until
-/// `line` is next changed.
+/// Reads the next logical line. expectedCount is used in the Touchstone mode only, where
+/// text after "!" is a comment on any line, and the option line ("#") and a keyword line
+/// ("[") are single lines whose `line` keeps its comment. When echo is given, comment lines
+/// are copied to it, each followed by a line feed. The tokens point into `line`: they are
+/// valid until `line` is next changed, and know the file line each came from.
 [[nodiscard]] LineStatus ReadLogicalLine(TextSource& source, CommentMode mode, std::ostream* echo,
                                          std::string& line, TokenList& tokens, int64_t expectedCount);
 

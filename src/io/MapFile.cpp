@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
+#include <map>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -174,6 +176,31 @@ int32_t ReadArmLine(VoraJob& job, const TokenList& tokens, int32_t armKind, int3
     return 0;
 }
 
+// What the map allows but is almost certainly a mistake: a port in two groups (the later
+// group's arm is removed on top of the earlier one's), a line without length or width.
+void WarnAboutGeometryAndGroups(VoraJob& job)
+{
+    std::map<int32_t, size_t> firstGroupOf;
+    for (size_t g = 0; g < job.calibrationGroups.size(); ++g) {
+        for (int32_t port : job.calibrationGroups[g].ports) {
+            const auto [at, bInserted] = firstGroupOf.emplace(port, g);
+            if (!bInserted && at->second != g)
+                job.warnings.push_back("port " + std::to_string(port) + " is listed in calibration groups " +
+                                       std::to_string(at->second + 1) + " and " + std::to_string(g + 1));
+        }
+    }
+    const size_t portsWithGeometry = std::min(job.portLineGeometry.size() / 4, static_cast<size_t>(job.portCount));
+    for (size_t p = 0; p < portsWithGeometry; ++p) {
+        for (const auto& [offset, what] : {std::pair{size_t{0}, "width"}, std::pair{size_t{2}, "length"}}) {
+            const double value = job.portLineGeometry[4 * p + offset];
+            if (value > 0) continue;
+            std::ostringstream text;
+            text << "port " << p + 1 << " has a line " << what << " of " << value << " m";
+            job.warnings.push_back(text.str());
+        }
+    }
+}
+
 }  // namespace
 
 ArmFrequencyLimits DeriveArmFrequencyLimits(int64_t P, const std::vector<double>& groupGeometry, double maxEpr,
@@ -274,6 +301,8 @@ int32_t ReadMapFile(VoraJob& job)
             const int32_t armKind = keyword == "EP" ? 0 : (keyword == "ES" ? 1 : 2);
             if (ReadArmLine(job, tokens, armKind, armLineCount) != 0) return -1;
             ++armLineCount;
+        } else {
+            job.warnings.push_back("map file line " + std::to_string(tokens.LineOf(0)) + " is ignored: " + line);
         }
     }
     job.mapStream->Close();
@@ -285,5 +314,6 @@ int32_t ReadMapFile(VoraJob& job)
     for (const CalibrationGroup& group : job.calibrationGroups)
         for (int32_t port : group.ports)
             if (port > job.portCount) return Fail(job, kArmLineWrong);
+    WarnAboutGeometryAndGroups(job);
     return 0;
 }

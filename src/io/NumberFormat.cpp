@@ -137,3 +137,12 @@ char* FormatStreamFixed15(char* out, double value)
         std::to_chars(out, out + kStreamFixedMaxLength, value, std::chars_format::fixed, 15);
     return result.ptr;
 }
+
+char* FormatOutputNumber(char* out, double value, int precision)
+{
+    if (precision == 0) return FormatStreamDefault(out, value);
+    char* const end = out + kOutputNumberMaxLength;
+    const std::to_chars_result result = precision < 0 ? std::to_chars(out, end, value)
+                                                      : std::to_chars(out, end, value, std::chars_format::general, precision);
+    return result.ptr;
+}

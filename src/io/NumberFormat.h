@@ -18,3 +18,11 @@ constexpr size_t kStreamFixedMaxLength = 330;
 /// Writes value as a stream set to std::fixed with precision 15 writes it ("%.15f").
 /// `out` must have kStreamFixedMaxLength bytes of room.
 char* FormatStreamFixed15(char* out, double value);
+
+/// Longest text FormatOutputNumber writes: "-", 17 digits, the point and "e-308".
+constexpr size_t kOutputNumberMaxLength = 32;
+
+/// The de-embedded output's numbers: precision 0 as FormatStreamDefault, 1..17 with that
+/// many significant digits ("%.<precision>g"), -1 as the shortest text that reads back to
+/// the same double. `out` must have kOutputNumberMaxLength bytes of room.
+char* FormatOutputNumber(char* out, double value, int precision);

@@ -4,7 +4,6 @@
 #include <system_error>
 #include <utility>
 
-#include "io/NumberParser.h"
 #include "parallel/WorkerProcess.h"
 
 namespace {
@@ -17,7 +16,7 @@ constexpr size_t kHelperWorthBytes = size_t{1} << 20;
 }  // namespace
 
 RecordConverter::RecordConverter(RecordTable& values, size_t recordBytes, size_t fileBytes)
-    : values_(values), width_(static_cast<size_t>(values.width())), ownShare_(width_ / 6)
+    : values_(values), width_(static_cast<size_t>(values.width())), valueCount_(width_)
 {
     if (fileBytes < kHelperWorthBytes || UsableProcessors() < 2) return;
     const size_t slots = std::clamp<size_t>(kPendingBytes / std::max<size_t>(recordBytes, 1), 2, kMaxPendingRecords);
@@ -27,7 +26,7 @@ RecordConverter::RecordConverter(RecordTable& values, size_t recordBytes, size_t
         while (const RecordSlot* slot = slots_->Take()) {
             if (!error_) {
                 try {
-                    Convert(*slot, ownShare_, width_);
+                    Convert(*slot, OwnShare(), valueCount_, helperBad_);
                 } catch (...) {
                     error_ = std::current_exception();
                 }
@@ -62,16 +61,16 @@ void RecordConverter::Commit()
 {
     if (!slots_) {
         own_.row = values_.Append();
-        Convert(own_, 0, width_);
+        own_.index = committed_++;
+        Convert(own_, 0, valueCount_, ownBad_);
         return;
     }
     // A table that grows moves its rows: none may be written meanwhile.
     if (values_.AppendMoves()) slots_->WaitUntilTaken();
     RecordSlot& slot = *slots_->Fill();
     slot.row = values_.Append();
-    // Reading a record takes about two thirds of the time converting it does: this thread
-    // converts a sixth of the values itself, so both threads are about equally busy.
-    Convert(slot, 0, ownShare_);
+    slot.index = committed_++;
+    Convert(slot, 0, OwnShare(), ownBad_);
     slots_->Filled();
 }
 
@@ -91,7 +90,47 @@ void RecordConverter::Finish()
     if (error_) std::rethrow_exception(std::exchange(error_, nullptr));
 }
 
-void RecordConverter::Convert(const RecordSlot& slot, size_t first, size_t last) const
+BadNumber RecordConverter::FirstBadNumber() const
 {
-    for (size_t k = first; k < last; ++k) slot.row[k] = ParseNumber(slot.tokens[k + 1]);
+    if (ownBad_.record < 0) return helperBad_;
+    if (helperBad_.record < 0 || ownBad_.record < helperBad_.record ||
+        (ownBad_.record == helperBad_.record && ownBad_.token < helperBad_.token))
+        return ownBad_;
+    return helperBad_;
+}
+
+void RecordConverter::SetLayout(const RecordLayout& layout)
+{
+    layout_ = layout;
+    valueCount_ = layout.target.empty() ? width_ : static_cast<size_t>(layout.valueCount);
+}
+
+void RecordConverter::Convert(const RecordSlot& slot, size_t first, size_t last, BadNumber& bad) const
+{
+    const auto parse = [&](size_t k) {
+        double value = 0.0;
+        if (!ParseDataNumber(slot.tokens[k + 1], value) && bad.record < 0)
+            bad = {slot.index, k + 1, slot.tokens.LineOf(k + 1), std::string(slot.tokens[k + 1])};
+        return value;
+    };
+    double* const row = slot.row;
+    if (layout_.target.empty()) {
+        for (size_t k = first; k < last; ++k) row[k] = parse(k);
+        if (format_ == ValueFormat::RealImaginary) return;
+        for (size_t k = first; k + 1 < last; k += 2) ToRealImaginary(format_, row[k], row[k + 1]);
+        return;
+    }
+    for (size_t k = first; k + 1 < last; k += 2) {
+        double a = parse(k), b = parse(k + 1);
+        ToRealImaginary(format_, a, b);
+        const size_t pair = k / 2;
+        const auto at = static_cast<size_t>(layout_.target[pair]) * 2;
+        row[at] = a;
+        row[at + 1] = b;
+        if (layout_.mirror[pair] >= 0) {
+            const auto mirrored = static_cast<size_t>(layout_.mirror[pair]) * 2;
+            row[mirrored] = a;
+            row[mirrored + 1] = b;
+        }
+    }
 }

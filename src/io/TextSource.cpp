@@ -62,6 +62,7 @@ void TextSource::Close()
     longLine_.clear();
     lastLine_ = {};
     repeatLast_ = false;
+    lineNumber_ = 0;
 }
 
 bool TextSource::Refill()
@@ -78,13 +79,18 @@ bool TextSource::Refill()
     return got > 0;
 }
 
-void TextSource::UnreadLine() { repeatLast_ = true; }
+void TextSource::UnreadLine()
+{
+    repeatLast_ = true;
+    --lineNumber_;
+}
 
 bool TextSource::NextLine(std::string_view& line)
 {
     if (repeatLast_) {
         repeatLast_ = false;
         line = lastLine_;
+        ++lineNumber_;
         return true;
     }
     if (!IsOpen()) return false;
@@ -104,6 +110,7 @@ bool TextSource::NextLine(std::string_view& line)
                 line = std::string_view(start, length);
             }
             lastLine_ = line;
+            ++lineNumber_;
             return true;
         }
         if (atEnd_) {
@@ -117,6 +124,7 @@ bool TextSource::NextLine(std::string_view& line)
                 line = std::string_view(start, available);
             }
             lastLine_ = line;
+            ++lineNumber_;
             return true;
         }
         if (available == buffer_.size()) {

@@ -2,6 +2,7 @@
 // TextSource: a text file read in large chunks and handed out as physical lines, so that
 // memory holds one chunk and the values parsed from it, never the whole file.
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -27,6 +28,8 @@ public:
     /// Makes the next NextLine hand out the line it last returned again (one line of
     /// look-ahead for continuation lines). Only valid directly after a successful NextLine.
     void UnreadLine();
+    /// The 1-based number of the physical line NextLine last handed out (0 before the first).
+    int64_t LineNumber() const { return lineNumber_; }
 
 private:
     bool Refill();
@@ -40,4 +43,5 @@ private:
     std::string longLine_;
     std::string_view lastLine_;
     bool repeatLast_ = false;
+    int64_t lineNumber_ = 0;
 };

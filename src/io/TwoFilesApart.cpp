@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "io/LineReader.h"
-#include "io/NumberParser.h"
 #include "io/RecordCountEstimate.h"
 #include "io/Touchstone.h"
 #include "job/VoraJob.h"
@@ -54,8 +53,8 @@ void ReadOneFile(TextSource& source, const std::string& name, int64_t E, std::ve
         if (tokens[0] == "#") {
             if (inData) return;
             ++shape.optionLines;
-            shape.unitFactor = FrequencyUnitFactor(TokenOrEmpty(tokens, 1));
-            shape.format.assign(TokenOrEmpty(tokens, 3));
+            shape.unitFactor = UnitFactorOfToken(TokenOrEmpty(tokens, 1));
+            shape.format = UpperCase(TokenOrEmpty(tokens, 3));
             continue;
         }
         // A line starting with "#" but not with the token "#" is read as a record.
@@ -67,9 +66,13 @@ void ReadOneFile(TextSource& source, const std::string& name, int64_t E, std::ve
             frequencies.reserve(expected);
             values.Reserve(expected);
         }
-        frequencies.push_back(ParseNumber(tokens[0]) * shape.unitFactor);
+        // A token that is not a number is for the record-by-record reader to report.
+        double frequency = 0.0;
+        if (!ParseDataNumber(tokens[0], frequency)) return;
+        frequencies.push_back(frequency * shape.unitFactor);
         double* record = values.Append();
-        for (int64_t k = 1; k < E; ++k) record[k - 1] = ParseNumber(tokens[static_cast<size_t>(k)]);
+        for (int64_t k = 1; k < E; ++k)
+            if (!ParseDataNumber(tokens[static_cast<size_t>(k)], record[k - 1])) return;
     }
 }
 

@@ -7,7 +7,6 @@
 
 #include "io/JobOutput.h"
 #include "io/LineReader.h"
-#include "io/NumberParser.h"
 #include "io/RecordCountEstimate.h"
 #include "io/Touchstone.h"
 #include "io/TwoFilesApart.h"
@@ -29,6 +28,23 @@ int ReadRecord(TextSource& source, std::string& line, TokenList& tokens, int64_t
     }
     job.logStream << badLineMessage;
     return -1;
+}
+
+// The frequency of a record whose every token is a number; false after logging the first
+// that is not, and then the file's bad-line text.
+bool ParseRecordNumbers(VoraJob& job, const std::string& name, const TokenList& tokens, double& frequency,
+                        const char* badLine)
+{
+    double value = 0.0;
+    for (size_t k = 0; k < tokens.size(); ++k) {
+        if (!ParseDataNumber(tokens[k], k == 0 ? frequency : value)) {
+            job.logStream << "VORA:: Not a number in " << name << " line " << tokens.LineOf(k) << ": " << tokens[k]
+                          << "\n"
+                          << badLine;
+            return false;
+        }
+    }
+    return true;
 }
 
 // Both files record by record, side by side: the reading every job's result is defined by.
@@ -60,12 +76,12 @@ int32_t ReadInLockStep(VoraJob& job, TextSource& file1, const std::string& sFile
         const bool option1 = tokens1[0] == "#";
         const bool option2 = tokens2[0] == "#";
         if (option1) {
-            unitFactor1 = FrequencyUnitFactor(TokenOrEmpty(tokens1, 1));
-            job.sFile1Format.assign(TokenOrEmpty(tokens1, 3));
+            unitFactor1 = UnitFactorOfToken(TokenOrEmpty(tokens1, 1));
+            job.sFile1Format = UpperCase(TokenOrEmpty(tokens1, 3));
         }
         if (option2) {
-            unitFactor2 = FrequencyUnitFactor(TokenOrEmpty(tokens2, 1));
-            job.sFile2Format.assign(TokenOrEmpty(tokens2, 3));
+            unitFactor2 = UnitFactorOfToken(TokenOrEmpty(tokens2, 1));
+            job.sFile2Format = UpperCase(TokenOrEmpty(tokens2, 3));
         }
         if (option1 || option2) continue;
 
@@ -78,8 +94,14 @@ int32_t ReadInLockStep(VoraJob& job, TextSource& file1, const std::string& sFile
             job.logStream << "VORA:  Readin WS each freq-s line error. \n";
             return -1;
         }
-        const double f1 = ParseNumber(tokens1[0]) * unitFactor1;
-        const double f2 = ParseNumber(tokens2[0]) * unitFactor2;
+        // Every token of both records must be a number, file 1's before file 2's.
+        double f1 = 0.0;
+        double f2 = 0.0;
+        if (!ParseRecordNumbers(job, sFile1Name, tokens1, f1, "VORA:  Reading a line of S File 1 error \n") ||
+            !ParseRecordNumbers(job, sFile2Name, tokens2, f2, "VORA:  Reading a line of S File 2 error \n"))
+            return -1;
+        f1 *= unitFactor1;
+        f2 *= unitFactor2;
         if (!(f1 == f2)) {
             job.logStream << "VORA:  Reading S File frequency error \n";
             job.logStream << "The two S files should be with same frequency points. Difference exists at frequency id : "
@@ -97,8 +119,8 @@ int32_t ReadInLockStep(VoraJob& job, TextSource& file1, const std::string& sFile
         job.frequencies.push_back(f1);
         double* values1 = job.sFile1Values.Append();
         double* values2 = job.sFile2Values.Append();
-        for (int64_t k = 1; k < E; ++k) values1[k - 1] = ParseNumber(tokens1[static_cast<size_t>(k)]);
-        for (int64_t k = 1; k < E; ++k) values2[k - 1] = ParseNumber(tokens2[static_cast<size_t>(k)]);
+        for (int64_t k = 1; k < E; ++k) static_cast<void>(ParseDataNumber(tokens1[static_cast<size_t>(k)], values1[k - 1]));
+        for (int64_t k = 1; k < E; ++k) static_cast<void>(ParseDataNumber(tokens2[static_cast<size_t>(k)], values2[k - 1]));
         ++job.frequencyCount;
     }
 

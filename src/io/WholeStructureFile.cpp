@@ -2,32 +2,32 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "io/JobOutput.h"
 #include "io/LineReader.h"
 #include "io/MapFile.h"
-#include "io/NumberParser.h"
 #include "io/OutputFile.h"
 #include "io/RecordConverter.h"
 #include "io/RecordCountEstimate.h"
 #include "io/TextSource.h"
 #include "io/Touchstone.h"
+#include "io/Touchstone2.h"
 #include "job/VoraJob.h"
+#include "numerics/Dcm.h"
+#include "numerics/NetworkConversions.h"
 
 namespace {
 
-// A Touchstone file without a reference resistance leaves every port at this value, which
-// no arm file's R can match.
-constexpr double kResistanceNotGiven = -10.0;
-
-// Every port of the whole structure gets R, and every group port the R of its port.
-int32_t DistributePortResistance(VoraJob& job, double R)
+// Every port of the whole structure gets its R, and every group port the R of its port.
+int32_t DistributePortResistances(VoraJob& job, const std::vector<double>& R)
 {
-    job.portResistances.assign(static_cast<size_t>(job.portCount), R);
+    job.portResistances = R;
     for (CalibrationGroup& group : job.calibrationGroups) {
         if (group.portCount < 0 || group.ports.size() < static_cast<size_t>(group.portCount)) {
             job.logStream << "VORA:: ARM structure Readin Wrong\n";
@@ -46,19 +46,82 @@ int32_t DistributePortResistance(VoraJob& job, double R)
     return 0;
 }
 
-// The reference resistance of an option line: the number after the first "R" token that
-// gives a value of 0 or more (-10.0 when there is none); token 1 sets the unit factor.
-double ReadOptionLine(VoraJob& job, const TokenList& tokens)
+int32_t DistributePortResistance(VoraJob& job, double R)
 {
-    double R = kResistanceNotGiven;
-    for (size_t k = 0; k < tokens.size(); ++k) {
-        if (k == 1) job.freqUnitFactor = FrequencyUnitFactor(tokens[1]);
-        if (tokens[k] == "R" || tokens[k] == "r") {
-            R = ParseNumber(k + 1 < tokens.size() ? tokens[k + 1] : std::string_view());
-            if (R >= 0) break;
+    return DistributePortResistances(job, std::vector<double>(static_cast<size_t>(job.portCount), R));
+}
+
+// Replaces Y or Z records by S in place. Version 1 gives them normalised to the reference;
+// version 2 does not (bNormalise), and they are normalised to the ports' references first.
+void ConvertToS(VoraJob& job, char parameter, bool bNormalise)
+{
+    // Work matrices of a declared port count that no record backs would claim memory for nothing.
+    if (job.frequencyCount <= 0) return;
+    const auto n = static_cast<int32_t>(job.portCount);
+    dcm E(n), M(n), P(n), T(n), S(n), given(n);
+    const ConversionScratch work{E.data, M.data, P.data, T.data};
+    const size_t count = S.Size();
+    for (size_t k = 0; k < static_cast<size_t>(job.frequencyCount); ++k) {
+        double* record = job.wholeValues.Record(k);
+        for (size_t i = 0; i < count; ++i) given.data[i] = Complex(record[2 * i], record[2 * i + 1]);
+        if (bNormalise) {
+            // z = Z / sqrt(Ri Rj), y = Y · sqrt(Ri Rj)
+            for (int32_t i = 0; i < n; ++i)
+                for (int32_t j = 0; j < n; ++j) {
+                    const double root = std::sqrt(job.portResistances[static_cast<size_t>(i)] *
+                                                  job.portResistances[static_cast<size_t>(j)]);
+                    given(i, j) = parameter == 'Z' ? given(i, j) / root : given(i, j) * root;
+                }
+        }
+        if (parameter == 'Z')
+            SFromNormalizedZ(n, given.data, S.data, work);
+        else
+            SFromNormalizedY(n, given.data, S.data, work);
+        for (size_t i = 0; i < count; ++i) {
+            record[2 * i] = S.data[i].real();
+            record[2 * i + 1] = S.data[i].imag();
         }
     }
-    return R;
+}
+
+// The option line of the output: the input's when it states S and RI, else one that says
+// what the output holds.
+void WriteOutputOptionLine(VoraJob& job, const TouchstoneOptions& options, const std::string& line, double R)
+{
+    if (options.parameter == 'S' && options.format == ValueFormat::RealImaginary && !line.empty()) {
+        *job.outputStream << line << '\n';
+        return;
+    }
+    *job.outputStream << "# " << options.unitToken << " S RI R ";
+    if (line.empty() || R != options.resistance) {
+        std::ostringstream number;
+        number << R;
+        *job.outputStream << number.str() << '\n';
+    } else {
+        *job.outputStream << options.resistanceToken << '\n';
+    }
+}
+
+// The header of a version-2 output, for references that differ per port (which version 1
+// cannot state). Its two-port records keep version 1's order, hence 21_12.
+void WriteVersion2Header(VoraJob& job, const TouchstoneOptions& options)
+{
+    std::ostringstream header;
+    header << "[Version] 2.0\n# " << options.unitToken << " S RI R " << job.portResistances[0] << "\n[Number of Ports] "
+           << job.portCount << "\n";
+    if (job.portCount == 2) header << "[Two-Port Data Order] 21_12\n";
+    header << "[Number of Frequencies] " << job.frequencyCount << "\n[Reference]";
+    for (double R : job.portResistances) header << ' ' << R;
+    header << "\n[Network Data]\n";
+    *job.outputStream << header.str();
+    job.bOutputVersion2 = 1;
+}
+
+// "VORA:: Not a number in <file> line <n>: <token>"
+void LogNotANumber(VoraJob& job, int64_t line, std::string_view token)
+{
+    job.logStream << "VORA:: Not a number in " << job.wholeStructureFilePath << " line " << line << ": " << token
+                  << "\n";
 }
 
 }  // namespace
@@ -82,36 +145,107 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         job.logStream << "VORA:: Nport w, t, l, s Readin Wrong\n";
         return -1;
     }
-    const int64_t E = 2 * N * N + 1;
+    int64_t E = 2 * N * N + 1;
     job.frequencyCount = 0;
     job.frequencies.clear();
     job.wholeValues.Reset(E - 1);
 
     bool bOptionLineRead = false;
+    bool bOptionLineWritten = false;
+    TouchstoneOptions options;
+    std::string optionLine;  // as read, comment and all
+    Touchstone2Header header;
+    RecordLayout layout;
     // The values of each record are converted by a helper thread while the next is read;
     // it has caught up before anything is logged or the step returns.
     // About twenty characters per value, as a first guess at a record's text.
     RecordConverter converter(job.wholeValues, static_cast<size_t>(std::min<int64_t>(E, int64_t{1} << 40)) * 20,
                               FileBytes(job.wholeStructureFilePath));
+    converter.SetFormat(options.format);
+    const char* const badLine = "VORA:  Reading a line of Whole S File error \n";
     const char* error = nullptr;
+    std::string failure;  // a line of its own before the bad-line text
+    // A version-2 file states its references after the option line: the output's option
+    // line waits for the data.
+    const auto writeOptionLine = [&] {
+        if (bOptionLineWritten) return;
+        bOptionLineWritten = true;
+        WriteOutputOptionLine(job, options, header.references.empty() ? optionLine : std::string(),
+                              job.portResistances.empty() ? options.resistance : job.portResistances[0]);
+        job.outputStream->flush();
+    };
+    const auto differsPerPort = [&] {
+        return std::adjacent_find(job.portResistances.begin(), job.portResistances.end(), std::not_equal_to<>()) !=
+               job.portResistances.end();
+    };
     for (;;) {
         RecordSlot& slot = converter.Slot();
         const TokenList& tokens = slot.tokens;
-        // Comment lines and the option line are copied into the output as its header.
+        // Comment lines are copied into the output as its header.
         const LineStatus status =
             ReadLogicalLine(input, CommentMode::Touchstone, job.outputStream.get(), slot.line, slot.tokens, E);
         if (status == LineStatus::EndOfData) break;
+        // A version-1 two-port file may end with noise parameters: they start with the first
+        // record whose frequency is not above the one before it, and are read past.
+        if (N == 2 && !header.bVersion2 && job.frequencyCount > 0 && !tokens.empty()) {
+            double f = 0.0;
+            if (ParseDataNumber(tokens[0], f) && f * job.freqUnitFactor <= job.frequencies.back()) break;
+        }
         if (status == LineStatus::Bad) {
-            error = "VORA:  Reading a line of Whole S File error \n";
+            error = badLine;
             break;
         }
 
         if (!tokens.empty() && tokens[0] == "#") {
             converter.CatchUp();
-            const double R = ReadOptionLine(job, tokens);
-            if (DistributePortResistance(job, R) != 0) return -1;
+            if (converter.FirstBadNumber().record >= 0) break;
+            options = ReadOptionTokens(tokens);
+            if (options.parameter != 'S' && options.parameter != 'Y' && options.parameter != 'Z') {
+                job.logStream << "VORA:: Whole structure file holds " << options.parameter
+                              << " parameters; S, Y or Z are read\n";
+                return -1;
+            }
+            job.freqUnitFactor = options.unitFactor;
+            converter.SetFormat(options.format);
+            if (DistributePortResistance(job, options.resistance) != 0) return -1;
             bOptionLineRead = true;
-            job.outputStream->flush();
+            optionLine = slot.line;
+            bOptionLineWritten = false;
+            if (!header.bVersion2) writeOptionLine();
+            continue;
+        }
+        if (!tokens.empty() && tokens[0].front() == '[') {
+            converter.CatchUp();
+            if (converter.FirstBadNumber().record >= 0) break;
+            const std::string_view line = std::string_view(slot.line).substr(0, slot.line.find('!'));
+            const std::string reason = ReadKeywordLine(input, line, header);
+            if (!reason.empty()) {
+                failure = "VORA:: " + job.wholeStructureFilePath + ": " + reason + "\n";
+                error = badLine;
+                break;
+            }
+            if (header.portCount >= 0 && header.portCount != N) {
+                failure = "VORA:: " + job.wholeStructureFilePath + " holds " + std::to_string(header.portCount) +
+                          " ports; the job has " + std::to_string(N) + "\n";
+                error = badLine;
+                break;
+            }
+            MakeRecordLayout(header, N, layout);
+            converter.SetLayout(layout);
+            E = layout.valueCount + 1;
+            if (header.bNetworkData) {
+                std::vector<double> R;
+                if (!PortReferences(header, N, options.resistance, R)) {
+                    failure = "VORA:: " + job.wholeStructureFilePath + " gives " +
+                              std::to_string(header.references.size()) + " references for " + std::to_string(N) +
+                              " ports\n";
+                    error = badLine;
+                    break;
+                }
+                if (DistributePortResistances(job, R) != 0) return -1;
+                if (!differsPerPort()) writeOptionLine();
+            }
+            if (header.bEnd) break;
             continue;
         }
 
@@ -127,27 +261,59 @@ int32_t ReadWholeStructureFile(VoraJob& job)
             error = "VORA:  Readin WS each freq number error. \n";
             break;
         }
+        double frequency = 0.0;
+        if (!ParseDataNumber(tokens[0], frequency)) {
+            converter.Finish();
+            if (converter.FirstBadNumber().record < 0) {
+                LogNotANumber(job, tokens.LineOf(0), tokens[0]);
+                job.logStream << badLine;
+                return -1;
+            }
+            break;
+        }
         if (job.frequencyCount == 0) {
             const size_t expected = EstimateRecordCount(job.wholeStructureFilePath, RecordTextBytes(tokens));
             job.frequencies.reserve(expected);
             job.wholeValues.Reserve(expected);
         }
-        job.frequencies.push_back(ParseNumber(tokens[0]) * job.freqUnitFactor);
+        job.frequencies.push_back(frequency * job.freqUnitFactor);
         converter.Commit();
         ++job.frequencyCount;
     }
     converter.Finish();
-    if (error != nullptr) {
-        job.logStream << error;
+    // A value that is not a number comes before whatever ended the reading.
+    if (const BadNumber bad = converter.FirstBadNumber(); bad.record >= 0) {
+        LogNotANumber(job, bad.line, bad.text);
+        job.logStream << badLine;
         return -1;
     }
-    // A file without an option line reads like one whose option line names no R.
-    if (!bOptionLineRead && DistributePortResistance(job, kResistanceNotGiven) != 0) return -1;
+    if (error == nullptr && header.frequencyCount >= 0 && header.frequencyCount != job.frequencyCount) {
+        failure = "VORA:: " + job.wholeStructureFilePath + " holds " + std::to_string(job.frequencyCount) +
+                  " frequencies; [Number of Frequencies] says " + std::to_string(header.frequencyCount) + "\n";
+        error = badLine;
+    }
+    if (error != nullptr) {
+        job.logStream << failure << error;
+        return -1;
+    }
+    // A file without an option line reads with Touchstone's defaults; the output then says
+    // what its records hold, when it has any.
+    if (!bOptionLineRead && job.frequencyCount > 0) {
+        job.freqUnitFactor = options.unitFactor;
+        for (double& f : job.frequencies) f *= job.freqUnitFactor;
+    }
+    if (!bOptionLineRead && DistributePortResistance(job, options.resistance) != 0) return -1;
+    if (header.bVersion2 && differsPerPort() && !bOptionLineWritten) {
+        bOptionLineWritten = true;
+        WriteVersion2Header(job, options);
+    }
+    if ((bOptionLineRead || job.frequencyCount > 0) && !bOptionLineWritten) writeOptionLine();
 
     if (static_cast<size_t>(job.frequencyCount) != job.frequencies.size()) {
         job.logStream << "VORA:  Readin WS each freq number error. \n";
         return -1;
     }
+    if (options.parameter != 'S') ConvertToS(job, options.parameter, header.bVersion2);
     input.Close();
     return 0;
 }

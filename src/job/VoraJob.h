@@ -64,6 +64,7 @@ struct VoraJob {
     double freqUnitFactor = 1.0;
     std::vector<double> portResistances;
     std::unique_ptr<OutputFile> outputStream;
+    int32_t bOutputVersion2 = 0;  // the output's header is Touchstone 2's: its data end with [End]
     RecordTable sFile1Values;
     RecordTable sFile2Values;
     std::string sFile1Format;

@@ -74,3 +74,12 @@ void SFromNormalizedY(int32_t n, const Complex* y, Complex* S, const ConversionS
     SubtractArrays(n, work.E, y, work.M);
     MultiplyArrays('y', n, work.P, work.M, S);
 }
+
+void SFromNormalizedZ(int32_t n, const Complex* z, Complex* S, const ConversionScratch& work)
+{
+    IdentityArray(n, work.E);
+    AddArrays(n, work.E, z, work.P);
+    static_cast<void>(InvertArrayInPlace(n, work.P));
+    SubtractArrays(n, z, work.E, work.M);
+    MultiplyArrays('y', n, work.P, work.M, S);
+}

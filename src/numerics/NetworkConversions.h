@@ -28,3 +28,5 @@ void ZshortFromS(int32_t n, const Complex* S, const Complex* D, Complex* Z, cons
 void YopenFromS(int32_t n, const Complex* S, const Complex* Dinv, Complex* Y, const ConversionScratch& work);
 /// S := (I + y)^-1 (I - y), not symmetrised. n is the order of y (2n for an arm's 2n-port).
 void SFromNormalizedY(int32_t n, const Complex* y, Complex* S, const ConversionScratch& work);
+/// S := (I + z)^-1 (z - I), not symmetrised: S of a normalised impedance matrix z.
+void SFromNormalizedZ(int32_t n, const Complex* z, Complex* S, const ConversionScratch& work);

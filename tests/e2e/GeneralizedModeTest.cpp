@@ -123,12 +123,11 @@ TEST(GeneralizedMode, AcceptsMixedUnitsAndEveryKnownFormat)
 }
 
 // The run stops quietly where the shorter file ends; files without frequencies give only
-// the option line. The frequency is written as whole hertz, rounded down; unit letters mean
-// nothing in this mode, so "1.5G" is 1.5 Hz.
+// the option line. The frequency is written as whole hertz, rounded down.
 TEST(GeneralizedMode, WritesWholeHertzUpToTheEndOfTheShorterFile)
 {
     const std::string shorter = "# GHz S RI\n" + Record("1.9999999") + Record("0.0000000015");
-    const std::string longer = "# Hz S RI\n" + Record("1999999900") + Record("1.5G") + Record("3");
+    const std::string longer = "# Hz S RI\n" + Record("1999999900") + Record("1.5") + Record("3");
     for (bool shorterFirst : {true, false}) {
         const Result result = shorterFirst ? RunGeneralized(shorter, longer) : RunGeneralized(longer, shorter);
         EXPECT_EQ(result.run.status, 0);
@@ -167,9 +166,10 @@ TEST(GeneralizedMode, BrokenFilesEndWithTheReasonAndNoOutput)
     };
     const Case cases[] = {
         // Format names are matched in upper case or all lower case only.
-        {"format ri", "# GHz S ri R 50\n" + Record("1"), good, "g.txt",
+        // The format token is known in any letter case; only the third token is taken.
+        {"format RJ", "# GHz S RJ R 50\n" + Record("1"), good, "g.txt",
          kReadOk + "VORA:: Unknown S1 file format.\n" + kComputeFailed},
-        {"format Ma", good, "# GHz S Ma R 50\n" + Record("1"), "g.txt",
+        {"format out of place", good, "# GHz MA S R 50\n" + Record("1"), "g.txt",
          kReadOk + "VORA:: Unknown S2 file format.\n" + kComputeFailed},
         // 0.067 GHz is 67000000.00000001 Hz; there is no tolerance.
         {"frequencies close", frequencies("# GHz S RI\n", {"0.067"}), frequencies("# MHz S RI\n", {"67"}), "g.txt",
@@ -194,7 +194,9 @@ TEST(GeneralizedMode, BrokenFilesEndWithTheReasonAndNoOutput)
         {"zero S21 at the second point", "# GHz S RI R 50\n" + Record("1") + Record("2", 0.1, 0.0) + Record("3"), good,
          "g.txt", kReadOk + notFinite + "2\n" + kComputeFailed},
         {"S11 beyond the double range", "# GHz S RI R 50\n1 1e400 0 0.9 0 0.9 0 0.2 0\n" + Record("2"), good, "g.txt",
-         kReadOk + notFinite + "1\n" + kComputeFailed},
+         "VORA:: Not a number in <dir>a.s2p line 2: 1e400\nVORA:  Reading a line of S File 1 error \n" + kReadFailed},
+        {"S21 with a comma", good, "# GHz S RI R 50\n" + Record("1") + "2 0 0 0,9 0 0.9 0 0.2 0\n", "g.txt",
+         "VORA:: Not a number in <dir>b.s2p line 3: 0,9\nVORA:  Reading a line of S File 2 error \n" + kReadFailed},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -203,6 +205,24 @@ TEST(GeneralizedMode, BrokenFilesEndWithTheReasonAndNoOutput)
         EXPECT_EQ(result.log, c.log);
         EXPECT_EQ(result.output, "");
     }
+}
+
+}  // namespace
+
+namespace {
+
+// Option lines in any letter case and comments after data read as the plain files do.
+TEST(GeneralizedMode, OptionLinesInAnyCaseAndCommentsAfterDataReadAsThePlainFiles)
+{
+    const std::string plain1 = "# GHz S RI R 50\n" + Record("1", {0.1, 0.05}) + Record("2", {0.2, -0.1});
+    const std::string plain2 = "# MHz S RI R 50\n" + Record("1000", {0.3, 0.0}, {0.8, 0.1}) + Record("2000");
+    const Result reference = RunGeneralized(plain1, plain2);
+    ASSERT_EQ(reference.run.status, 0) << reference.log;
+    const auto commented = [](std::string text) { return ReplaceAll(text, "\n", " ! note\n"); };
+    const Result result = RunGeneralized(
+        commented(ReplaceAll(plain1, "# GHz S RI", "# ghz s ri")), commented(ReplaceAll(plain2, "# MHz S RI", "# mhz S Ri")));
+    EXPECT_EQ(result.run.status, 0) << result.log;
+    EXPECT_EQ(result.output, reference.output);
 }
 
 }  // namespace

@@ -59,8 +59,10 @@ TEST(InputFiles, EveryArmFormIsReadThroughTheProgram)
         {nvpl + "ED 2 o.sNp s.sNp\n", {{"o.sNp", S, 4}, {"s.sNp", S, 2}}, kArmsRead},
         {"NP 2\nNV 8\nNC 1\nWS whole.s2p\nEP 1 o.sNp s.sNp\n", {{"s.sNp", Z, 8}},
          "VORA:  VPLN=8 not implemented yet error. \n" + kArmsFailed},
-        // No R on the whole structure's option line: every port has -10, which no arm matches.
-        {kTwoLines + "NC 2\nWS whole.s2p\nES 1 1 a.sNp\nES 1 2 a.sNp\n", {{"whole.s2p", "# GHz S RI\n", 2}, {"a.sNp", S, 2}},
+        // No R on the whole structure's option line: Touchstone's 50 ohm, which an arm at 20
+        // does not match.
+        {kTwoLines + "NC 2\nWS whole.s2p\nES 1 1 a.sNp\nES 1 2 a.sNp\n",
+         {{"whole.s2p", "# GHz S RI\n", 2}, {"a.sNp", "# GHz S RI R 20\n", 2}},
          "VORA:  R of arm S file is not same as R of whole S file  \n" + kArmsFailed},
     };
     for (const Case& c : cases) {

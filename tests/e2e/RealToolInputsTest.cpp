@@ -217,11 +217,12 @@ TEST(RealToolInputs, BrokenJobsEndWithTheProgramsOwnMessages)
          mapRead + ArmsFailed("VORA:  Reading a line of Open Y File error \n")},
         {"short arm value beyond the double range",
          [](const TempDir&, JobFiles& f, auto&) { f.shortArm = ReplaceAll(f.shortArm, "\n1 0.5", "\n1 1e400"); },
-         calibrationFailed},
-        // A lower-case "g" is no unit: "ghz" reads the whole structure's points as 1, 2, 3 Hz,
+         mapRead + ArmsFailed("VORA:: Not a number in <dir>short.s2p line 2: 1e400\n"
+                              "VORA:  Reading a line of Short Z File or Arm S File error \n")},
+        // A lone lower-case "g" is no unit: it reads the whole structure's points as 1, 2, 3 Hz,
         // which the GHz arms do not cover.
-        {"whole structure in ghz",
-         [](const TempDir&, JobFiles& f, auto&) { f.whole = TouchstoneText("# ghz S RI R 50\n", 2, kGHz, WholeS); },
+        {"whole structure in g",
+         [](const TempDir&, JobFiles& f, auto&) { f.whole = TouchstoneText("# g S RI R 50\n", 2, kGHz, WholeS); },
          "VORA:: <dir>open.s2p (Open Y File)'s frequency range does not include 1 in <dir>whole.s2p\n" + calibrationFailed},
     };
     for (const Case& c : cases) {

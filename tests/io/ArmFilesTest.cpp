@@ -157,8 +157,9 @@ TEST_F(ArmFilesTest, NvplFormKeepsTheDiagonalsOfEveryLine)
     for (const char* kind : {"EP", "ED"}) {
         SCOPED_TRACE(kind);
         Write("short.s2p", kind[1] == 'D' ? "# GHz S RI R 50\n" : "# GHz Z RI R 50\n", 2, {1, 2});
-        // The Nvpl form takes nothing from the open file's option line: kHz is not applied.
-        Write("open.s4p", "# kHz Q\n", 4, {1e6, 2e6});
+        // The Nvpl form takes only the value form from the open file's option line: kHz is
+        // not applied.
+        Write("open.s4p", "# kHz Q RI\n", 4, {1e6, 2e6});
         ASSERT_EQ(Load(std::string("NP 1\nNV 2\nNC 1\nWS whole.sNp\n") + kind + " 1 open.s4p short.s2p\n"), 0)
             << log.str();
         EXPECT_EQ(Record(Group().shortValues, 1), (std::vector<double>{1000, 1001, 1006, 1007}));

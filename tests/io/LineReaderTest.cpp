@@ -108,7 +108,8 @@ TEST(ReadLogicalLine, TouchstoneModeGathersRecordsOverPhysicalLines)
     std::ostringstream echo;
     EXPECT_EQ(ReadAll(text, CommentMode::Touchstone, 9, &echo),
               "#|GHz|S|RI|R|50 / 1|0.1|0.2|0.3|0.4|0.5|0.6|0.7|0.8 / 2|1|2|3|4|5|6|7|8 / END");
-    EXPECT_EQ(echo.str(), "! head\r\n# GHz S RI R 50\r\n! between parts\n");
+    // The option line is the reader's to copy: it may have to say what the output holds.
+    EXPECT_EQ(echo.str(), "! head\r\n! between parts\n");
 
     struct Case {
         const char* text;

@@ -5,6 +5,8 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <iomanip>
 #include <limits>
 #include <random>
@@ -120,3 +122,23 @@ TEST(NumberFormat, FixedFifteenDecimals)
 }
 
 }  // namespace
+
+// -precision N is printf's "%.Ng"; -precision full reads back to the same double and is
+// never longer than "%.17g".
+TEST(NumberFormat, OutputPrecisionAsPrintfAndShortestRoundTrip)
+{
+    const double values[] = {0.0, -0.0, 1.0, -0.1, 1.0 / 3.0, 2.5e-310, -1.7976931348623157e308, 123456789.0,
+                             0.000123456789, 1e21, 5e-324, 0.1 + 0.2};
+    char text[kOutputNumberMaxLength];
+    char expected[64];
+    for (const double v : values) {
+        for (int digits : {1, 3, 6, 10, 17}) {
+            std::snprintf(expected, sizeof expected, "%.*g", digits, v);
+            EXPECT_EQ(std::string(text, FormatOutputNumber(text, v, digits)), expected) << v << " " << digits;
+        }
+        const std::string shortest(text, FormatOutputNumber(text, v, -1));
+        EXPECT_EQ(std::strtod(shortest.c_str(), nullptr), v) << shortest;
+        std::snprintf(expected, sizeof expected, "%.17g", v);
+        EXPECT_LE(shortest.size(), std::string(expected).size()) << shortest;
+    }
+}

@@ -24,6 +24,11 @@ const char* const kJobgenUsage =
     "  --width, --thickness, --conductivity   conductor geometry written to NP (0.2m, 35u, 5.8e7)\n"
     "  --fstart F, --fstop F, --points K      frequency sweep (10M, 2G, 201)\n"
     "  --unit U              Hz, kHz, MHz or GHz in the files (GHz)\n"
+    "  --format F            RI, MA or DB: the value pairs of the whole-structure and arm\n"
+    "                        files (RI; device.sNp is always RI)\n"
+    "  --version V           1 or 2: Touchstone version of those files (1); version 2 lists\n"
+    "                        one reference per port on the line after [Reference]\n"
+    "  --matrix M            Full, Upper or Lower: the matrix format of version 2 (Full)\n"
     "  --arm-grid G          same, fine:K (K-times finer, contains the whole grid), offset\n"
     "                        (shifted by half a step, one point more) or shifted:K (K-times\n"
     "                        finer, each whole point a third of an arm step above an arm point)\n"
@@ -215,6 +220,15 @@ std::string ParseJobArguments(const std::vector<std::string>& args, JobRequest& 
         } else if (option == "--unit") {
             if (UnitMultiplier(value) == 0.0) return "bad unit (Hz, kHz, MHz, GHz): " + value;
             request.unit = value;
+        } else if (option == "--version") {
+            if (value != "1" && value != "2") return "bad Touchstone version (1, 2): " + value;
+            request.version = value == "2" ? 2 : 1;
+        } else if (option == "--matrix") {
+            if (value != "Full" && value != "Upper" && value != "Lower") return "bad matrix format (Full, Upper, Lower): " + value;
+            request.matrixFormat = value;
+        } else if (option == "--format") {
+            if (value != "RI" && value != "MA" && value != "DB") return "bad format (RI, MA, DB): " + value;
+            request.format = value;
         } else if (option == "--arm-grid") {
             if (value == "same") {
                 request.armGrid = ArmGrid::Same;

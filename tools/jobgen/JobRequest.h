@@ -37,6 +37,9 @@ struct JobRequest {
     double fStart = 10e6, fStop = 2e9;
     int32_t points = 201;
     std::string unit = "GHz";
+    std::string format = "RI";  // of the whole-structure and arm files
+    int32_t version = 1;        // Touchstone version of those files
+    std::string matrixFormat = "Full";  // of version 2
     ArmGrid armGrid = ArmGrid::Same;
     int32_t fineFactor = 4;     // fine:K
     int32_t shiftedFactor = 1;  // shifted:K

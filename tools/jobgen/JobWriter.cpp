@@ -144,6 +144,17 @@ std::string JobBuilder::Run()
         if (g.first && !g.first->Close()) return "writing " + g.firstName + " failed";
         if (g.second && !g.second->Close()) return "writing " + g.secondName + " failed";
     }
+    if (request_.version == 2) {
+        std::vector<std::string> names{report_.wholeFile};
+        for (const GroupOutput& g : groups_) {
+            names.push_back(g.firstName);
+            if (g.second) names.push_back(g.secondName);
+        }
+        for (const std::string& name : names) {
+            const std::string failure = RewriteAsVersion2(directory_ + name, request_.matrixFormat);
+            if (!failure.empty()) return failure;
+        }
+    }
 
     // What keeps the engine from giving the device back exactly.
     const double armTop = armGrid.back() * multiplier_;
@@ -247,8 +258,11 @@ std::string JobBuilder::OpenFiles()
     const std::string header = "! " + request_.commandLine + "\n";
     auto open = [&](TextFileWriter& file, const std::string& name, const std::string& unit, char type) {
         if (!file.Open(directory_ + name)) return false;
+        // The device is the answer the engine's RI output is compared with.
+        const std::string format = &file == &device_ ? std::string("RI") : request_.format;
+        file.SetFormat(format);
         file.Text(header);
-        file.Text(OptionLine(unit, type, request_.r));
+        file.Text(OptionLine(unit, type, request_.r, format));
         report_.files.push_back(name);
         return true;
     };
