@@ -5,8 +5,6 @@
 #include <ostream>
 #include <vector>
 
-#include "io/JobOutput.h"
-#include "io/NumberFormat.h"
 #include "job/VoraJob.h"
 #include "numerics/ComplexArrays.h"
 #include "numerics/LUSolver.h"
@@ -268,37 +266,4 @@ int32_t CalibrationBuild(VoraJob& job)
 
     for (dcm* m : {&Sm, &Saa, &Sab, &Sba, &Sbb, &X, &P}) m->Release();
     return 0;
-}
-
-int32_t WriteCorrectedOutput(VoraJob& job)
-{
-    if (!job.outputStream) return 0;
-    std::ostream& out = *job.outputStream;
-    // The legacy format is the stream's own; -precision goes through the output formatter.
-    char text[kOutputNumberMaxLength];
-    const auto number = [&](double value) -> std::ostream& {
-        if (job.outputPrecision == 0) return out << value;
-        return out.write(text, FormatOutputNumber(text, value, job.outputPrecision) - text);
-    };
-    const size_t K = std::min({static_cast<size_t>(std::max(job.frequencyCount, 0)), job.frequencies.size(),
-                               job.vdcm_Sout.size()});
-    for (size_t k = 0; k < K; ++k) {
-        const dcm& S = job.vdcm_Sout[k];
-        const int32_t N = S.n;
-        const int32_t entries = N * N;
-        number(job.frequencies[k] / job.freqUnitFactor);
-        int32_t e = 0;
-        for (int32_t i = 0; i < N; ++i) {
-            for (int32_t j = 0; j < N; ++j) {
-                out << " ";
-                number(S(i, j).real()) << " ";
-                number(S(i, j).imag());
-                ++e;
-                if (N > 6 && e % 4 == 0 && e != entries) out << "\n\t";
-            }
-        }
-        out << "\n";
-    }
-    if (job.bOutputVersion2 != 0) out << "[End]\n";
-    return FinishJobOutput(job);
 }

@@ -14,9 +14,6 @@ struct VoraJob;
 /// -1 after a log line when the loaded data do not fit together.
 [[nodiscard]] int32_t CalibrationBuild(VoraJob& job);
 
-/// Writes job.vdcm_Sout as the Touchstone body and puts the output in place. Returns 0, or
-/// -1 after logging that the output could not be written.
-int32_t WriteCorrectedOutput(VoraJob& job);
 
 /// Port lookups over job.groupPorts; `port` is 0-based, the lists hold 1-based numbers,
 /// groups are searched in index order.

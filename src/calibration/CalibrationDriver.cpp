@@ -14,7 +14,6 @@ int32_t RunCalibration(VoraJob& job)
         log << "VORA:  VoraGlobal_b_AllowYopenAndZshortMatrices_ToBeChanged = false. \n";
 
     if constexpr (VoraGlobal_b_UseSymmetricalGeometricalProperty) {
-        // This method writes the de-embedded output itself; nothing else runs after it.
         if (DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines(job) == -1) {
             log << "VORA:  DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissionLines error. \n";
             return -1;

@@ -9,13 +9,9 @@
 
 #include "io/ArmFiles.h"
 #include "io/FrequencySearch.h"
-#include "io/NumberFormat.h"
-#include "io/JobOutput.h"
-#include "io/OutputFile.h"
 #include "job/CalibrationGroup.h"
 #include "job/Switches.h"
 #include "job/VoraJob.h"
-#include "parallel/OrderedLines.h"
 #include "parallel/SharedRegion.h"
 #include "parallel/WorkerProcess.h"
 
@@ -513,42 +509,6 @@ bool Update_vdcm_Sout_ForAllFrequencies_Swhole(VoraJob& job)
            }) == K;
 }
 
-void WriteDeembeddedBody(const VoraJob& job, std::ostream& out)
-{
-    const int32_t N = static_cast<int32_t>(job.portCount);
-    const int64_t entries = static_cast<int64_t>(N) * N;
-    const bool wrap = N > 6;
-    if (job.frequencyCount <= 0) return;
-    // One line of text per frequency: the frequency, two numbers per entry with a blank
-    // before each, a wrap after every fourth entry and the line feed.
-    const int precision = job.outputPrecision;
-    const size_t numberRoom = precision == 0 ? kStreamNumberMaxLength : kOutputNumberMaxLength;
-    const size_t lineRoom = static_cast<size_t>(2 * entries + 1) * (numberRoom + 1) +
-                            static_cast<size_t>(entries / 4 + 1) * 2 + 1;
-    const auto formatLine = [&](size_t k, char* p) {
-        p = FormatOutputNumber(p, job.frequencies[k] / job.freqUnitFactor, precision);
-        const dcm& S = job.vdcm_Sout[k];
-        int64_t entry = 0;
-        for (int32_t r = 0; r < N; ++r) {
-            for (int32_t c = 0; c < N; ++c) {
-                *p++ = ' ';
-                p = FormatOutputNumber(p, S(r, c).real(), precision);
-                *p++ = ' ';
-                p = FormatOutputNumber(p, S(r, c).imag(), precision);
-                ++entry;
-                if (wrap && entry % 4 == 0 && entry != entries) {
-                    *p++ = '\n';
-                    *p++ = '\t';
-                }
-            }
-        }
-        *p++ = '\n';
-        return p;
-    };
-    WriteTextInOrder(static_cast<size_t>(job.frequencyCount), lineRoom, formatLine,
-                     [&](const char* text, size_t length) { out.write(text, static_cast<std::streamsize>(length)); });
-}
-
 void WritePortLineReport(const VoraJob& job)
 {
     std::ostream& log = job.logStream;
@@ -682,12 +642,6 @@ int32_t DoShortOpenCalibration_BasedOnSymmetricalGeometricalPropertyOfTransmissi
     }
     log << "VORA:  Update_vdcm_Sout_ForAllFrequencies_Swhole succesffuly. \n";
 
-    WriteDeembeddedBody(job, *job.outputStream);
-    if (job.bOutputVersion2 != 0) *job.outputStream << "[End]\n";
-    if (FinishJobOutput(job) != 0) {
-        ReleaseWorkData(job);
-        return -1;
-    }
 
     if constexpr (VoraGlobal_b_TestAndDebug_AfterDoingShortOpenCalibration) {
         // The diagnostic trace files are not part of this build; the switch is off.

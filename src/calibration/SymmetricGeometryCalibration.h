@@ -67,10 +67,6 @@ void WritePortLineReport(const VoraJob& job);
 /// overwriting earlier ones.
 void AssembleErrorNetwork(VoraJob& job, size_t k);
 
-/// One line per simulated frequency: the frequency in the whole-structure file's unit and
-/// the de-embedded matrix row by row; above 6 ports the line is wrapped every 4 entries.
-void WriteDeembeddedBody(const VoraJob& job, std::ostream& out);
-
 /// Work matrices of the arm derivations, sized once so that the frequency loop allocates
 /// nothing of its own.
 struct ArmWork {

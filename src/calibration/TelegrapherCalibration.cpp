@@ -35,10 +35,6 @@ int32_t RunTelegrapherCalibration(VoraJob& job)
         return -1;
     }
     log << "VORA:  Calibration  analysis is done succesffuly. \n";
-    if (WriteCorrectedOutput(job) != 0) {
-        log << "VORA:  DoShortOpenCalibration_BasedOnTelegraphersEquationsOfTransmissionLines error. \n";
-        return -1;
-    }
     log << "VORA:  DoShortOpenCalibration_BasedOnTelegraphersEquationsOfTransmissionLines succesffuly. \n";
     return 0;
 }

@@ -17,6 +17,7 @@
 #include "driver/RunSteps.h"
 #include "gsparam/GeneralizedSparam.h"
 #include "io/ArmFiles.h"
+#include "io/DeembeddedOutput.h"
 #include "io/JobOutput.h"
 #include "io/MapFile.h"
 #include "io/OutputFile.h"
@@ -127,7 +128,10 @@ RunEnd RunDeembedding(VoraJob& job, int argc, const char* const* argv, std::ostr
     // The misspelling is part of the log interface: parent tools match this line.
     WriteText(job.logStream, "VORA:  Reading Open Y Files and Short Z Files succesffuly. \n").flush();
 
-    if (RunStep(job, [&] { return steps.runCalibration(job); }) < 0) {
+    // The calibration fills the de-embedded matrices; the output is written after it, so
+    // a failed write reads in the log after the calibration's own lines.
+    if (RunStep(job, [&] { return steps.runCalibration(job); }) < 0 ||
+        RunStep(job, [&] { return steps.writeDeembeddedOutput(job); }) != 0) {
         WriteText(job.logStream, "VORA:  Program fails.\n");
         return RunEnd::Failure;
     }
@@ -169,6 +173,7 @@ RunSteps ProgramSteps()
     steps.runCalibration = &RunCalibration;
     steps.readTwoSparamFiles = &ReadTwoSparamFiles;
     steps.computeGeneralizedSparam = &ComputeGeneralizedSparam;
+    steps.writeDeembeddedOutput = &WriteDeembeddedOutput;
     return steps;
 }
 

@@ -7,6 +7,7 @@
 
 #include "calibration/PortLineAnalysis.h"
 #include "driver/Arguments.h"
+#include "io/DeembeddedOutput.h"
 #include "io/OutputFile.h"
 #include "job/VoraJob.h"
 #include "parallel/WorkerProcess.h"
@@ -65,7 +66,8 @@ int32_t FakeTwoFiles(VoraJob&, const std::string& a, const std::string& b)
 }
 int32_t FakeGeneralized(VoraJob&) { return Outcome("generalized"); }
 
-const RunSteps kFakeSteps{&FakeMap, &FakeWhole, &FakeArms, &FakeCalibration, &FakeTwoFiles, &FakeGeneralized};
+const RunSteps kFakeSteps{&FakeMap,      &FakeWhole,       &FakeArms,
+                          &FakeCalibration, &FakeTwoFiles, &FakeGeneralized, &WriteDeembeddedOutput};
 
 class RunSequence : public testing::Test {
 protected:
