@@ -13,7 +13,7 @@
 #include <string>
 
 #include "FuzzSupport.h"
-#include "calibration/PortLineAnalysis.h"
+#include "calibration/ArmPreparation.h"
 #include "io/ArmFiles.h"
 #include "io/MapFile.h"
 #include "io/NumberParser.h"
@@ -69,13 +69,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     group.freqE = limits.freqE;
 
     if (ReadWholeStructureFile(job) != 0) return 0;
-    PortLineAnalysisHooks hooks;
-    if ((data[0] >> 5) & 1) {
-        hooks.findPortResonance = &FindPortResonance;
-        hooks.analysePortLines = &AnalysePortLines;
-        hooks.analysePortLinesNoiseProcess = &AnalysePortLinesNoiseProcess;
-    }
-    if (ReadArmFiles(job, hooks) != 0) return 0;
+    if (ReadGroupArmFiles(job, group) != 0) return 0;
+    if (((data[0] >> 5) & 1) && PrepareGroupArms(group) != 0) return 0;
     static_cast<void>(CheckArmFrequencyCoverage(job, group));
     return 0;
 }

@@ -7,7 +7,7 @@
 #include <new>
 #include <vector>
 
-#include "io/ArmFiles.h"
+#include "calibration/ArmPreparation.h"
 #include "io/FrequencySearch.h"
 #include "job/CalibrationGroup.h"
 #include "job/Switches.h"
@@ -22,7 +22,7 @@ constexpr int32_t kRefiningRounds = 7;
 // Below this many frequencies a child process costs more than it saves.
 constexpr size_t kFrequenciesWorthAProcess = 64;
 
-bool IsDerivedKind(int32_t armKind) { return armKind >= 0 && armKind <= 2; }
+bool IsDerivedKind(int32_t armKind) { return armKind == kArmShortZOpenY || armKind == kArmS || armKind == kArmShortSOpenS; }
 
 // Length l of the group's port i (geometry is w, t, l, s per port).
 double PortLineLength(const CalibrationGroup& group, int32_t i)
@@ -75,7 +75,7 @@ struct ArmDerivation {
         bOpenAscending = IsAscending(group.openFrequencies);
         bShortAscending = IsAscending(group.shortFrequencies);
         switch (group.armKind) {
-        case 0:
+        case kArmShortZOpenY:
             work.Resize(n);
             O.Resize(n);
             H.Resize(n);
@@ -87,8 +87,8 @@ struct ArmDerivation {
             // first derivation as it would fail each.
             bPInvertible = Inverse(P, Pinv);
             break;
-        case 1: S.Resize(2 * n); break;
-        case 2:
+        case kArmS: S.Resize(2 * n); break;
+        case kArmShortSOpenS:
             work.Resize(n);
             O.Resize(n);
             H.Resize(n);
@@ -176,9 +176,9 @@ bool DeriveFromOpenShortReflections(CalibrationGroup& group, ArmDerivation& d, s
 bool DeriveArmAt(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
 {
     switch (group.armKind) {
-    case 0: return DeriveFromOpenShortChain(group, d, k, slot);
-    case 1: return DeriveFromArmS(group, d, k, slot);
-    case 2: return DeriveFromOpenShortReflections(group, d, k, slot);
+    case kArmShortZOpenY: return DeriveFromOpenShortChain(group, d, k, slot);
+    case kArmS: return DeriveFromArmS(group, d, k, slot);
+    case kArmShortSOpenS: return DeriveFromOpenShortReflections(group, d, k, slot);
     default: return true;  // an unknown kind contributes nothing
     }
 }
@@ -388,7 +388,7 @@ size_t ForEachDerivedArm(CalibrationGroup& group, const std::function<void(size_
     const int32_t K = group.job->frequencyCount;
     // The checks the calibration makes before it derives anything, as far as the arm alone needs them.
     if (n < 1 || n > 46340 / 2 || K < 1 || group.job->frequencies.size() < static_cast<size_t>(K)) return 0;
-    if (group.armKind == 0 && group.portResistances.size() < static_cast<size_t>(n)) return 0;
+    if (group.armKind == kArmShortZOpenY && group.portResistances.size() < static_cast<size_t>(n)) return 0;
 
     InitGroupWork(group, 1);
     ArmDerivation d;
@@ -514,7 +514,7 @@ void WritePortLineReport(const VoraJob& job)
     std::ostream& log = job.logStream;
     int32_t number = 0;
     for (const CalibrationGroup& group : job.calibrationGroups) {
-        if (group.armKind == 0 || group.armKind == 2) {
+        if (group.armKind == kArmShortZOpenY || group.armKind == kArmShortSOpenS) {
             // Neighbours only, relative to the earlier port: 1.000, 1.0009, 1.0018 counts as same.
             bool sameLength = true;
             for (int32_t i = 0; i + 1 < group.portCount; ++i) {
@@ -536,7 +536,7 @@ void WritePortLineReport(const VoraJob& job)
 
     number = 0;
     for (const CalibrationGroup& group : job.calibrationGroups) {
-        if (group.armKind == 0) {
+        if (group.armKind == kArmShortZOpenY) {
             log << "VORA:  For calibration group" << number << ", ";
             if (group.shortResonanceFrequency > 0.0)
                 log << "first resonant frequency of real(short Z1,1) = " << group.shortResonanceFrequency;
@@ -568,10 +568,6 @@ int32_t CheckCalibrationInputs(const VoraJob& job)
         log << "VORA:: Whole structure data do not match the port count " << N << "\n";
         return -1;
     }
-    if (!job.outputStream) {
-        log << "VORA:: Output file is not open\n";
-        return -1;
-    }
 
     int32_t number = 0;
     for (const CalibrationGroup& group : job.calibrationGroups) {
@@ -591,13 +587,13 @@ int32_t CheckCalibrationInputs(const VoraJob& job)
             }
             const int64_t nn = static_cast<int64_t>(n) * n;
             bool armFits;
-            if (group.armKind == 1) {
+            if (group.armKind == kArmS) {
                 armFits = ArmTableFits(group.shortFrequencies, group.shortValues, 8 * nn);
             } else {
                 armFits = group.portLineGeometry.size() >= static_cast<size_t>(4 * n) &&
                           ArmTableFits(group.shortFrequencies, group.shortValues, 2 * nn) &&
                           ArmTableFits(group.openFrequencies, group.openValues, 2 * nn);
-                if (group.armKind == 0) armFits = armFits && group.portResistances.size() >= static_cast<size_t>(n);
+                if (group.armKind == kArmShortZOpenY) armFits = armFits && group.portResistances.size() >= static_cast<size_t>(n);
             }
             if (!armFits) {
                 log << "VORA:: Arm data of calibration group " << number << " do not match its port count " << n

@@ -183,7 +183,7 @@ int32_t Preprocess(CalibrationGroup& group)
     const bool extended = group.bExtendedArmSyntax != 0;
     const int32_t n = group.portCount;
     if (extended && (n < 1 || n > kMaxArmPorts)) return LogArmDataMismatch(group);
-    if (!extended && group.armKind == 1) {
+    if (!extended && group.armKind == kArmS) {
         // An arm S file has no open data for the weighted single line.
         if (std::ostream* log = GroupLog(group))
             *log << "VORA:: Arm S file of port " << group.firstPort << " needs the extended arm syntax\n";
@@ -196,7 +196,7 @@ int32_t Preprocess(CalibrationGroup& group)
     group.armS.ResizeAll(group.commonFrequencyCount, extended ? 2 * n : 2);
 
     int32_t status = 0;
-    if (extended && group.armKind == 1) return CopyArmSRecords(group, n);
+    if (extended && group.armKind == kArmS) return CopyArmSRecords(group, n);
     if (extended) status = RunLineModel(group, n);
     else status = RunWeightedSingleLineModel(group);
     if (status != 0) return status;
@@ -207,7 +207,7 @@ int32_t Preprocess(CalibrationGroup& group)
 
 int32_t Calibrate(CalibrationGroup& group)
 {
-    if (group.bExtendedArmSyntax != 0 || group.armKind == 1 || group.commonFrequencyCount < 1) return 0;
+    if (group.bExtendedArmSyntax != 0 || group.armKind == kArmS || group.commonFrequencyCount < 1) return 0;
     const size_t count = static_cast<size_t>(group.commonFrequencyCount);
     for (size_t k = 0; k < count && k < group.armS.size(); ++k) {
         dcm& m = group.armS[k];

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "calibration/CalibrationDriver.h"
-#include "calibration/PortLineAnalysis.h"
+#include "calibration/ArmPreparation.h"
 #include "driver/CommandLine.h"
 #include "driver/ExtraOptions.h"
 #include "driver/Prescan.h"
@@ -117,11 +117,7 @@ RunEnd RunDeembedding(VoraJob& job, int argc, const char* const* argv, std::ostr
     }
     WriteText(job.logStream, "VORA:  Reading whole structure file successfully. \n").flush();
 
-    PortLineAnalysisHooks hooks;
-    hooks.findPortResonance = &FindPortResonance;
-    hooks.analysePortLines = &AnalysePortLines;
-    hooks.analysePortLinesNoiseProcess = &AnalysePortLinesNoiseProcess;
-    if (RunStep(job, [&] { return steps.readArmFiles(job, hooks); }) == -1) {
+    if (RunStep(job, [&] { return steps.readArmFiles(job); }) == -1) {
         WriteText(job.logStream, "VORA:  Reading Open Y Files and Short Z Files error. \n");
         return RunEnd::Failure;
     }
@@ -169,12 +165,35 @@ RunSteps ProgramSteps()
     RunSteps steps;
     steps.readMapFile = &ReadMapFile;
     steps.readWholeStructureFile = &ReadWholeStructureFile;
-    steps.readArmFiles = &ReadArmFiles;
+    steps.readArmFiles = &LoadArms;
     steps.runCalibration = &RunCalibration;
     steps.readTwoSparamFiles = &ReadTwoSparamFiles;
     steps.computeGeneralizedSparam = &ComputeGeneralizedSparam;
     steps.writeDeembeddedOutput = &WriteDeembeddedOutput;
     return steps;
+}
+
+int32_t LoadArms(VoraJob& job)
+{
+    const size_t groupCount = job.calibrationGroups.size();
+    if (job.groupFreqB.size() < groupCount) job.groupFreqB.resize(groupCount, 4.0e13);
+    if (job.groupFreqC.size() < groupCount) job.groupFreqC.resize(groupCount, 4.0e13);
+    for (size_t g = 0; g < groupCount; ++g) {
+        CalibrationGroup& group = job.calibrationGroups[g];
+        if (ReadGroupArmFiles(job, group) != 0 || PrepareGroupArms(group) != 0) {
+            // "3th", "4th", ... for every group from the third on: the parent tools match it.
+            if (g == 0)
+                job.logStream << "VORA:  The first arm process error. \n";
+            else if (g == 1)
+                job.logStream << "VORA:  The second arm process error. \n";
+            else
+                job.logStream << "VORA:  The " << g + 1 << "th arm process error. \n";
+            return -1;
+        }
+        job.groupFreqB[g] = group.freqB;
+        job.groupFreqC[g] = group.freqC;
+    }
+    return 0;
 }
 
 int RunProgram(int argc, char** argv, std::ostream& out, std::ostream& err)

@@ -6,14 +6,12 @@
 #include <ostream>
 #include <string>
 
-#include "io/ArmFiles.h"
-
 struct VoraJob;
 
 struct RunSteps {
     int32_t (*readMapFile)(VoraJob& job);
     int32_t (*readWholeStructureFile)(VoraJob& job);
-    int32_t (*readArmFiles)(VoraJob& job, const PortLineAnalysisHooks& hooks);
+    int32_t (*readArmFiles)(VoraJob& job);
     int32_t (*runCalibration)(VoraJob& job);
     int32_t (*readTwoSparamFiles)(VoraJob& job, const std::string& sFile1Name, const std::string& sFile2Name);
     int32_t (*computeGeneralizedSparam)(VoraJob& job);
@@ -22,6 +20,11 @@ struct RunSteps {
 
 /// The program's own steps.
 RunSteps ProgramSteps();
+
+/// The program's arm step: each group's files read and its arm data prepared, group by
+/// group, so that a failing group stops the run before the next group's files are opened.
+/// Returns 0, or -1 after logging which group failed.
+[[nodiscard]] int32_t LoadArms(VoraJob& job);
 
 /// RunProgram with the given steps; returns the exit status (0 or -1). `out` is the
 /// console the parent tool reads; `err` is for the person who runs the program.

@@ -4,18 +4,12 @@
 struct VoraJob;
 struct CalibrationGroup;
 
-/// The port-line analysis that ends the loading of a group. It lives above the readers,
-/// so the driver hands it in; a null entry is skipped (reader tests).
-struct PortLineAnalysisHooks {
-    double (*findPortResonance)(CalibrationGroup& group, int32_t which) = nullptr;
-    int32_t (*analysePortLines)(CalibrationGroup& group) = nullptr;
-    int32_t (*analysePortLinesNoiseProcess)(CalibrationGroup& group) = nullptr;
-};
+/// Reads a group's arm files (the short or arm S file, then the open file) into its records,
+/// as real and imaginary parts of what the files hold. Returns 0, or -1 after logging the
+/// reason to the group's log.
+[[nodiscard]] int32_t ReadGroupArmFiles(VoraJob& job, CalibrationGroup& group);
 
-/// Reads every group's arm files in order. Returns 0, or -1 after logging the reason.
-[[nodiscard]] int32_t ReadArmFiles(VoraJob& job, const PortLineAnalysisHooks& hooks);
-[[nodiscard]] int32_t ReadGroupArmFiles(CalibrationGroup& group, const PortLineAnalysisHooks& hooks);
-
-/// Every whole-structure frequency must be matched (0.01 Hz) or bracketed in the group's
-/// arm files. Returns 0, or -1 after logging which file misses which frequency.
-[[nodiscard]] int32_t CheckArmFrequencyCoverage(const VoraJob& job, const CalibrationGroup& group);
+/// The port counts, kept value positions and line weights of a group's records, as the
+/// reader sets them up; for groups whose records come from elsewhere than files. false
+/// after logging a line count the Nvpl form does not know.
+[[nodiscard]] bool SetUpArmRecordLayout(CalibrationGroup& group);

@@ -51,16 +51,6 @@ int32_t Fail(VoraJob& job, const char* text)
 }
 
 // Grows the per-group records and arrays to `count` entries, new ones at their initial values.
-void GrowGroupTables(VoraJob& job, size_t count)
-{
-    if (job.calibrationGroups.size() < count) job.calibrationGroups.resize(count);
-    if (job.groupMethodCode.size() < count) job.groupMethodCode.resize(count, 3);
-    if (job.groupFreqA.size() < count) job.groupFreqA.resize(count, 1.0e13);
-    if (job.groupFreqB.size() < count) job.groupFreqB.resize(count, 4.0e13);
-    if (job.groupFreqC.size() < count) job.groupFreqC.resize(count, 4.0e13);
-    if (job.groupFreqD.size() < count) job.groupFreqD.resize(count, 1.0e13);
-    if (job.groupFreqE.size() < count) job.groupFreqE.resize(count, 2.0e13);
-}
 
 void ReplaceGroupTables(VoraJob& job, size_t count)
 {
@@ -105,17 +95,17 @@ int32_t ReadGroupCountLine(VoraJob& job, const TokenList& tokens)
     return 0;
 }
 
-// One arm line: EP/ED (armKind 0/2) or ES (armKind 1). g is the group's index.
+// One arm line: EP, ES or ED. g is the group's index.
 int32_t ReadArmLine(VoraJob& job, const TokenList& tokens, int32_t armKind, int32_t g)
 {
-    if (armKind == 1) job.bExtendedArmSyntax = 1;
+    if (armKind == kArmS) job.bExtendedArmSyntax = 1;
     const bool bExtended = job.bExtendedArmSyntax != 0;
 
     // Parse: the port count and the positions of the file names.
     int64_t P = 1;
     if (bExtended) {
         if (tokens.size() < 2 || !ParseCount(tokens[1], P)) return Fail(job, kArmLineWrong);
-        const int64_t required = P + (armKind == 1 ? 3 : 4);
+        const int64_t required = P + (armKind == kArmS ? 3 : 4);
         if (static_cast<int64_t>(tokens.size()) != required) return Fail(job, kArmLineWrong);
         if (P < 1) return Fail(job, kArmLineWrong);  // a group without ports
     } else if (tokens.size() != 4) {
@@ -123,7 +113,7 @@ int32_t ReadArmLine(VoraJob& job, const TokenList& tokens, int32_t armKind, int3
     }
     const size_t firstPortToken = bExtended ? 2 : 1;
     const size_t file1Token = firstPortToken + static_cast<size_t>(P);
-    const size_t file2Token = armKind == 1 ? file1Token : file1Token + 1;
+    const size_t file2Token = armKind == kArmS ? file1Token : file1Token + 1;
 
     // Check: every port must be one the NP line declared.
     std::vector<int32_t> ports;
@@ -136,43 +126,9 @@ int32_t ReadArmLine(VoraJob& job, const TokenList& tokens, int32_t armKind, int3
     }
 
     // Fill.
-    GrowGroupTables(job, static_cast<size_t>(g) + 1);
-    CalibrationGroup& group = job.calibrationGroups[static_cast<size_t>(g)];
-    group.job = &job;
-    group.nvpl = job.nvpl;
-    group.bExtendedArmSyntax = static_cast<uint8_t>(job.bExtendedArmSyntax);
-    group.directoryPath = job.directoryPath;
-    group.logStream = &job.logStream;
-    group.armKind = armKind;
-    group.portCount = static_cast<int32_t>(P);
+    CalibrationGroup& group = SetUpCalibrationGroup(job, static_cast<size_t>(g), armKind, std::move(ports));
     group.armFile1Path = job.directoryPath + FileNameToken(tokens[file1Token]);
     group.armFile2Path = job.directoryPath + FileNameToken(tokens[file2Token]);
-    group.firstPort = ports.front();
-    group.portLineGeometry.clear();
-    group.portLineGeometry.reserve(4 * ports.size());
-    for (int32_t port : ports) {
-        const auto first = job.portLineGeometry.begin() + 4 * static_cast<std::ptrdiff_t>(port - 1);
-        group.portLineGeometry.insert(group.portLineGeometry.end(), first, first + 4);
-    }
-    job.groupPorts[g] = ports;
-    group.ports = std::move(ports);
-
-    // The plain syntax names one port, so its derivation runs for one line.
-    const ArmFrequencyLimits limits =
-        DeriveArmFrequencyLimits(P, group.portLineGeometry, job.maxEpr, job.bMaxEprNotGiven != 0);
-    group.methodCode = limits.methodCode;
-    group.freqA = limits.freqA;
-    group.freqB = limits.freqB;
-    group.freqC = limits.freqC;
-    group.freqD = limits.freqD;
-    group.freqE = limits.freqE;
-    const size_t gi = static_cast<size_t>(g);
-    job.groupMethodCode[gi] = limits.methodCode;
-    job.groupFreqA[gi] = limits.freqA;
-    job.groupFreqB[gi] = limits.freqB;
-    job.groupFreqC[gi] = limits.freqC;
-    job.groupFreqD[gi] = limits.freqD;
-    job.groupFreqE[gi] = limits.freqE;
     return 0;
 }
 
@@ -203,52 +159,6 @@ void WarnAboutGeometryAndGroups(VoraJob& job)
 
 }  // namespace
 
-ArmFrequencyLimits DeriveArmFrequencyLimits(int64_t P, const std::vector<double>& groupGeometry, double maxEpr,
-                                            bool bMaxEprNotGiven)
-{
-    ArmFrequencyLimits limits;
-    const auto length = [&](int64_t i) { return groupGeometry[static_cast<size_t>(4 * i + 2)]; };
-    const double epr = maxEpr;
-    const double l1 = length(0);
-
-    int32_t code = 3;
-    if (P > 1) {
-        for (int64_t i = 0; i + 1 < P; ++i) {
-            if (std::fabs(length(i) - length(i + 1)) > 0.002 * length(i)) {
-                code = 1;  // lines of unequal length
-                break;
-            }
-        }
-    }
-    // Quarter-wave frequency of the first line; 7.5e7 is a quarter of the speed of light.
-    const double fq = 7.5e7 / l1 / std::sqrt(epr);
-    if (fq > 99999999999.0) code = 0;
-
-    const double fA = std::min(8e10, std::max(2e7, fq / 6 * (P == 1 ? 0.95 : 0.9)));
-    double fD = fA;
-    double fE = 2 * fA;
-    if (code != 0) {
-        const double k = P == 1 ? 0.275 : 0.256;
-        const double x = std::min(k * fq, fA * 36.46444792972277 * 0.85);
-        fE = std::max(1.1 * fA, x);
-        fD = 0.198 * fA;
-        if (code == 3) fD = fD * 0.32;
-    }
-    const double fB = 1.1 * fq;
-    const double fC = 0.9 * fq;
-    if (!bMaxEprNotGiven && VoraGlobal_b_DeriveArmFrequencyLimitsFromMaxEpr) {
-        fD = (3e8 / std::sqrt(epr)) / (4 * l1) * 3.0 * 0.25;
-        fE = fD;
-    }
-
-    limits.methodCode = code;
-    limits.freqA = fA;
-    limits.freqB = fB;
-    limits.freqC = fC;
-    limits.freqD = fD;
-    limits.freqE = fE;
-    return limits;
-}
 
 int32_t ReadMapFile(VoraJob& job)
 {
@@ -298,7 +208,7 @@ int32_t ReadMapFile(VoraJob& job)
             if (n != 2) return Fail(job, "VORA:: Whole structure Readin Wrong\n");
             job.wholeStructureFilePath = job.directoryPath + FileNameToken(tokens[1]);
         } else if (keyword == "EP" || keyword == "ED" || keyword == "ES") {
-            const int32_t armKind = keyword == "EP" ? 0 : (keyword == "ES" ? 1 : 2);
+            const int32_t armKind = keyword == "EP" ? kArmShortZOpenY : (keyword == "ES" ? kArmS : kArmShortSOpenS);
             if (ReadArmLine(job, tokens, armKind, armLineCount) != 0) return -1;
             ++armLineCount;
         } else {

@@ -37,9 +37,9 @@ Json Numbers(const std::vector<double>& values)
 const char* ArmKindName(int32_t armKind)
 {
     switch (armKind) {
-        case 0: return "open Y and short Z";
-        case 1: return "arm S";
-        case 2: return "open S and short S";
+        case kArmShortZOpenY: return "open Y and short Z";
+        case kArmS: return "arm S";
+        case kArmShortSOpenS: return "open S and short S";
         default: return "unknown";
     }
 }
@@ -104,7 +104,7 @@ Json GroupJson(const VoraJob& job, const CalibrationGroup& group, size_t number)
     // Only the open-Y/short-Z kind searches the resonances, and only from method 2 on (below
     // it the search answers 2·freqE without looking); 0 or less: none found.
     const auto resonance = [&group](double f) {
-        return group.armKind == 0 && group.methodCode >= 2 && f > 0.0 ? Number(f) : Json(nullptr);
+        return group.armKind == kArmShortZOpenY && group.methodCode >= 2 && f > 0.0 ? Number(f) : Json(nullptr);
     };
     j["resonanceHz"] = {{"shortZ11", resonance(group.shortResonanceFrequency)},
                         {"openY11", resonance(group.openResonanceFrequency)}};
@@ -122,7 +122,7 @@ Json GroupJson(const VoraJob& job, const CalibrationGroup& group, size_t number)
         return Json{{"matched", s.matched}, {"interpolated", s.interpolated}, {"uncovered", s.uncovered}};
     };
     j["sampling"] = Json::object();
-    if (group.armKind == 1) {
+    if (group.armKind == kArmS) {
         j["sampling"]["armS"] = sampling(group.shortFrequencies);
     } else {
         j["sampling"]["short"] = sampling(group.shortFrequencies);

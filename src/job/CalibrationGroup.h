@@ -16,6 +16,13 @@
 
 struct VoraJob;
 
+/// What a group's arm files hold, as the map file's arm line names it.
+enum ArmKind : int32_t {
+    kArmShortZOpenY = 0,  // EP: a short file of Z and an open file of Y
+    kArmS = 1,            // ES: one arm S file of the 2P-port of both ends of the group's lines
+    kArmShortSOpenS = 2,  // ED: a short file and an open file, both of S
+};
+
 struct CalibrationGroup {
     // --- from the map file's arm line --------------------------------------------------
     VoraJob* job = nullptr;
@@ -23,9 +30,7 @@ struct CalibrationGroup {
     uint8_t bExtendedArmSyntax = 0;
     std::string directoryPath;
     std::ostream* logStream = nullptr;
-    // 0: short file of Z and open file of Y; 1: one arm S file of the 2P-port;
-    // 2: short file and open file, both of S.
-    int32_t armKind = 0;
+    int32_t armKind = kArmShortZOpenY;  // an ArmKind; a plain integer so that any value read can be held
     int32_t portCount = 0;
     std::vector<int32_t> ports;  // 1-based whole-structure port numbers, in line order
     std::string armFile1Path;    // the open file (o-arm); for ES the arm S file again

@@ -1,4 +1,4 @@
-// Arm data above a group's analysis limit, loaded through the real readers and analysis hooks
+// Arm data above a group's analysis limit, loaded through the real readers and analysis
 // from generated jobs, against replacement values this test computes from the raw arm files:
 // reactive parts grow with frequency from the last trusted point, real parts hold there, and
 // the short arm's diagonal real parts follow the conductor-resistance model of the line.
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "calibration/PortLineAnalysis.h"
+#include "driver/RunSteps.h"
 #include "io/ArmFiles.h"
 #include "io/MapFile.h"
 #include "io/WholeStructureFile.h"
@@ -83,13 +84,9 @@ TEST(ArmReplacement, ArmDataAboveTheLimitAreExtrapolatedFromTheLastPointBelowIt)
         job.mapFileName = "job.map";
         job.mapFilePath = job.directoryPath + job.mapFileName;
         job.outputFilePath = job.directoryPath + "out.sNp";
-        PortLineAnalysisHooks hooks;
-        hooks.findPortResonance = &FindPortResonance;
-        hooks.analysePortLines = &AnalysePortLines;
-        hooks.analysePortLinesNoiseProcess = &AnalysePortLinesNoiseProcess;
         ASSERT_EQ(ReadMapFile(job), 0) << log.str();
         ASSERT_EQ(ReadWholeStructureFile(job), 0) << log.str();
-        ASSERT_EQ(ReadArmFiles(job, hooks), 0) << log.str();
+        ASSERT_EQ(LoadArms(job), 0) << log.str();
         ASSERT_EQ(job.calibrationGroups.size(), 1u);
         const CalibrationGroup& group = job.calibrationGroups[0];
 

@@ -1,5 +1,7 @@
 #include "io/ArmFiles.h"
 #include "io/JobOutput.h"
+#include "calibration/ArmPreparation.h"
+#include "driver/RunSteps.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +14,6 @@
 #include "io/MapFile.h"
 #include "io/WholeStructureFile.h"
 #include "job/VoraJob.h"
-#include "parallel/WorkerProcess.h"
 #include "support/TestData.h"
 #include "support/VoraRun.h"
 
@@ -24,9 +25,9 @@ const std::string kArmFailed = "VORA:  The first arm process error. \n";
 
 class ArmFilesTest : public ::testing::Test {
 protected:
-    // Runs the three readers in the driver's order on a fresh job: 0, or the failing
-    // reader's number.
-    int32_t Load(const std::string& map, const PortLineAnalysisHooks& hooks = {}, bool readArms = true)
+    // Runs the three reading steps in the driver's order on a fresh job: 0, or the failing
+    // step's number.
+    int32_t Load(const std::string& map)
     {
         log.str("");
         job = std::make_unique<VoraJob>(log);
@@ -37,7 +38,7 @@ protected:
         job->outputFilePath = dir.dir() + "out.sNp";
         if (ReadMapFile(*job) != 0) return 1;
         if (ReadWholeStructureFile(*job) != 0) return 2;
-        if (readArms && ReadArmFiles(*job, hooks) != 0) return 3;
+        if (LoadArms(*job) != 0) return 3;
         return 0;
     }
     void Write(const std::string& name, const std::string& option, int64_t ports, const std::vector<double>& frequencies,
@@ -179,57 +180,6 @@ TEST_F(ArmFilesTest, OpenPointsWithinATenthOfAHertzOfAShortPointAreCommon)
     EXPECT_EQ(Group().commonFrequencies, std::vector<double>{1000000000.05});
 }
 
-// The analysis entries record their calls; a test sets what they answer.
-struct HookLog {
-    static inline std::vector<std::string> calls;
-    static inline int32_t answer = 0;
-    static double Resonance(CalibrationGroup&, int32_t which)
-    {
-        calls.push_back("resonance " + std::to_string(which));
-        return which == 1 ? 7e9 : 8e9;
-    }
-    static int32_t Plain(CalibrationGroup&) { return calls.push_back("plain"), answer; }
-    static int32_t Noise(CalibrationGroup&) { return calls.push_back("noise"), answer; }
-};
-
-TEST_F(ArmFilesTest, ExtendedGroupsEndWithThePortLineAnalysis)
-{
-    const PortLineAnalysisHooks hooks{HookLog::Resonance, HookLog::Plain, HookLog::Noise};
-    const std::vector<std::string> noise = {"resonance 1", "resonance 0", "noise"};
-    struct Case {
-        std::string map;
-        const char* shortOption;
-        int64_t openPorts, shortPorts;
-        int32_t answer;
-        std::vector<std::string> calls;
-        std::string log;
-    };
-    // A 0.1 mm line resonates above 100 GHz: method code 0 selects the plain analysis.
-    const Case cases[] = {
-        {kOneLine + "EP 1 1 o s", "# GHz Z RI R 50\n", 1, 1, 0, noise, ""},
-        {"ER 1\nNP 1 1e-4 3.5e-5 1e-4 5.8e7\nNC 1\nWS whole.sNp\nEP 1 1 o s", "# GHz Z RI R 50\n", 1, 1, 0,
-         {"resonance 1", "resonance 0", "plain"}, ""},
-        {kOneLine + "ES 1 1 s", "# GHz S RI R 50\n", 1, 2, 0, {}, ""},
-        {"NP 1\nNC 1\nWS whole.sNp\nEP 1 o s", "# GHz Z RI R 50\n", 2, 1, 0, {}, ""},  // the Nvpl form is not analysed
-        {kOneLine + "EP 1 1 o s", "# GHz Z RI R 50\n", 1, 1, -1, noise, "VORA:: Noise filter error \n" + kArmFailed},
-    };
-    Write("whole.sNp", "# GHz S RI R 50\n", 1, {1});
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.map);
-        Write("s", c.shortOption, c.shortPorts, {1});
-        Write("o", c.shortOption[6] == 'Z' ? "# GHz Y RI R 50\n" : c.shortOption, c.openPorts, {1});
-        HookLog::calls.clear();
-        HookLog::answer = c.answer;
-        EXPECT_EQ(Load(c.map + "\n", hooks), c.log.empty() ? 0 : 3);
-        EXPECT_EQ(log.str(), c.log);
-        EXPECT_EQ(HookLog::calls, c.calls);
-        if (c.calls.size() == 3) {
-            EXPECT_EQ(Group().shortResonanceFrequency, 7e9);
-            EXPECT_EQ(Group().openResonanceFrequency, 8e9);
-        }
-    }
-}
-
 // The coverage messages of every file type are pinned end to end; here the matching rule:
 // a whole point within 0.01 Hz of a file point, or strictly bracketed by two.
 TEST_F(ArmFilesTest, CoverageMatchesOrBracketsEveryWholeFrequency)
@@ -253,106 +203,5 @@ TEST_F(ArmFilesTest, CoverageMatchesOrBracketsEveryWholeFrequency)
     EXPECT_EQ(CheckArmFrequencyCoverage(*job, group), -1);
 }
 
-
-// Four one-port groups whose arm files together are large enough to be read in two threads.
-class LargeArmFilesTest : public ArmFilesTest {
-protected:
-    static std::string Map()
-    {
-        std::string map = "ER 1\nNP 4";
-        for (int port = 0; port < 4; ++port) map += " 1e-4 3.5e-5 0.01 5.8e7";
-        map += "\nNC 4\nWS whole.sNp\n";
-        for (int g = 1; g <= 4; ++g) map += "EP 1 " + std::to_string(g) + " o" + std::to_string(g) + " s" + std::to_string(g) + "\n";
-        return map;
-    }
-    void WriteArmFiles()
-    {
-        Write("whole.sNp", "# GHz S RI R 50\n", 4, {1});
-        for (int g = 1; g <= 4; ++g) {
-            // Each group's frequencies differ, so that a group given another's data is seen.
-            std::vector<double> frequencies(6000);
-            for (size_t k = 0; k < frequencies.size(); ++k) frequencies[k] = 0.01 * static_cast<double>(k + 1) + 1e-4 * g;
-            Write("s" + std::to_string(g), "# GHz Z RI R 50\n", 1, frequencies);
-            Write("o" + std::to_string(g), "# GHz Y RI R 50\n", 1, frequencies);
-        }
-    }
-};
-
-struct OrderLog {
-    static inline std::vector<int32_t> analysed;
-    static inline int32_t failAt = -1;
-    static double Resonance(CalibrationGroup&, int32_t) { return 4e13; }
-    static int32_t Analyse(CalibrationGroup& group)
-    {
-        analysed.push_back(group.firstPort);
-        return group.firstPort == failAt ? -1 : 0;
-    }
-};
-
-// Read in two threads, the groups end up as if read one by one: same values, analysed in
-// order, nothing logged.
-TEST_F(LargeArmFilesTest, GroupsReadInTwoThreadsMatchGroupsReadOneByOne)
-{
-    if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: the groups are read one by one anyway";
-    WriteArmFiles();
-    const PortLineAnalysisHooks hooks{OrderLog::Resonance, OrderLog::Analyse, OrderLog::Analyse};
-    OrderLog::analysed.clear();
-    OrderLog::failAt = -1;
-    ASSERT_EQ(Load(Map(), hooks), 0) << log.str();
-    EXPECT_EQ(log.str(), "");
-    EXPECT_EQ(OrderLog::analysed, (std::vector<int32_t>{1, 2, 3, 4}));
-    std::unique_ptr<VoraJob> threaded = std::move(job);
-
-    // The reference: every group through the one-group reader, one after another.
-    ASSERT_EQ(Load(Map(), {}, false), 0) << log.str();
-    for (size_t g = 0; g < job->calibrationGroups.size(); ++g) {
-        CalibrationGroup& group = job->calibrationGroups[g];
-        group.job = job.get();
-        group.logStream = &job->logStream;
-        ASSERT_EQ(ReadGroupArmFiles(group, {}), 0);
-        const CalibrationGroup& other = threaded->calibrationGroups[g];
-        SCOPED_TRACE(g);
-        EXPECT_EQ(other.shortFrequencies, group.shortFrequencies);
-        EXPECT_EQ(other.openFrequencies, group.openFrequencies);
-        EXPECT_EQ(other.commonFrequencies, group.commonFrequencies);
-        EXPECT_EQ(other.openRecordCount, 6000);
-        for (size_t k : {size_t{0}, size_t{2999}, size_t{5999}}) {
-            EXPECT_EQ(Record(other.shortValues, k), Record(group.shortValues, k));
-            EXPECT_EQ(Record(other.openValues, k), Record(group.openValues, k));
-        }
-        EXPECT_EQ(other.logStream, &threaded->logStream);
-    }
-}
-
-// A failing group ends the loading, and nothing of the groups after it reaches the log,
-// whichever thread read them.
-TEST_F(LargeArmFilesTest, NothingOfTheGroupsAfterAFailureIsLogged)
-{
-    const PortLineAnalysisHooks hooks{OrderLog::Resonance, OrderLog::Analyse, OrderLog::Analyse};
-    struct Case {
-        std::vector<std::string> missing;
-        int32_t failAt;
-        std::string log;
-        std::vector<int32_t> analysed;
-    };
-    const std::string dirText = dir.dir();
-    const Case cases[] = {
-        {{"s2", "s4"}, -1, "VORA:: Could not open s-arm " + dirText + "s2 file\nVORA:: Could not find s-arm 2 file\n"
-                           "VORA:  The second arm process error. \n", {1}},
-        {{"o1", "s2"}, -1, "VORA:: Could not find o-arm 1 file\n" + kArmFailed, {}},
-        {{"o3", "s4"}, -1, "VORA:: Could not find o-arm 3 file\nVORA:  The 3th arm process error. \n", {1, 2}},
-        {{"s2"}, 1, "VORA:: Noise filter error \n" + kArmFailed, {1}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.log);
-        WriteArmFiles();
-        for (const std::string& name : c.missing) std::remove((dirText + name).c_str());
-        OrderLog::analysed.clear();
-        OrderLog::failAt = c.failAt;
-        EXPECT_EQ(Load(Map(), hooks), 3);
-        EXPECT_EQ(log.str(), c.log);
-        EXPECT_EQ(OrderLog::analysed, c.analysed);
-    }
-}
 
 }  // namespace
