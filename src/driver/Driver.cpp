@@ -173,14 +173,18 @@ RunSteps ProgramSteps()
     return steps;
 }
 
-int32_t LoadArms(VoraJob& job)
+namespace {
+
+// The arm step over every group, in order: the files read unless the records are already
+// in place, then the arm data prepared. A failing group stops the step.
+int32_t LoadGroups(VoraJob& job, bool bReadFiles)
 {
     const size_t groupCount = job.calibrationGroups.size();
     if (job.groupFreqB.size() < groupCount) job.groupFreqB.resize(groupCount, 4.0e13);
     if (job.groupFreqC.size() < groupCount) job.groupFreqC.resize(groupCount, 4.0e13);
     for (size_t g = 0; g < groupCount; ++g) {
         CalibrationGroup& group = job.calibrationGroups[g];
-        if (ReadGroupArmFiles(job, group) != 0 || PrepareGroupArms(group) != 0) {
+        if ((bReadFiles && ReadGroupArmFiles(job, group) != 0) || PrepareGroupArms(group) != 0) {
             // "3th", "4th", ... for every group from the third on: the parent tools match it.
             if (g == 0)
                 job.logStream << "VORA:  The first arm process error. \n";
@@ -195,6 +199,12 @@ int32_t LoadArms(VoraJob& job)
     }
     return 0;
 }
+
+}  // namespace
+
+int32_t LoadArms(VoraJob& job) { return LoadGroups(job, true); }
+
+int32_t LoadPreparedArms(VoraJob& job) { return LoadGroups(job, false); }
 
 int RunProgram(int argc, char** argv, std::ostream& out, std::ostream& err)
 {

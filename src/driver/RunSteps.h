@@ -25,6 +25,8 @@ RunSteps ProgramSteps();
 /// group, so that a failing group stops the run before the next group's files are opened.
 /// Returns 0, or -1 after logging which group failed.
 [[nodiscard]] int32_t LoadArms(VoraJob& job);
+/// The same for groups whose records are in place already (a job built in memory).
+[[nodiscard]] int32_t LoadPreparedArms(VoraJob& job);
 
 /// RunProgram with the given steps; returns the exit status (0 or -1). `out` is the
 /// console the parent tool reads; `err` is for the person who runs the program.

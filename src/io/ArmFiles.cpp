@@ -381,7 +381,7 @@ int32_t ReadArmFile(CalibrationGroup& group, TextSource& input, bool bOpen)
 
 bool SetUpArmRecordLayout(CalibrationGroup& group)
 {
-    return SetUpRecordLayout(group, false) && SetUpRecordLayout(group, true);
+    return SetUpRecordLayout(group, false) && (group.armKind == kArmS || SetUpRecordLayout(group, true));
 }
 
 int32_t ReadGroupArmFiles(VoraJob& job, CalibrationGroup& group)

@@ -121,7 +121,7 @@ struct ChildGuard {
 };
 
 // The threads of this process, from /proc (0 when it cannot be read).
-[[maybe_unused]] int ThreadCount()
+int ThreadCount()
 {
     DIR* tasks = ::opendir("/proc/self/task");
     if (tasks == nullptr) return 0;
@@ -143,12 +143,22 @@ int UsableProcessors()
     return count > 0 ? count : 1;
 }
 
+namespace {
+std::atomic<int> splitsHeldHere{0};
+}  // namespace
+
+SplitsInThisProcess::SplitsInThisProcess() { splitsHeldHere.fetch_add(1); }
+SplitsInThisProcess::~SplitsInThisProcess() { splitsHeldHere.fetch_sub(1); }
+
+bool ProcessIsSingleThreaded() { return ThreadCount() == 1; }
+
 size_t SplitAcrossProcesses(size_t count, size_t minCount, const std::function<size_t(size_t begin, size_t end)>& work)
 {
     if (count == 0) return 0;
     answeredChildren.ReapAll();
     // (The counter runs past `count` by at most a run per process, which must not wrap.)
-    if (count < minCount || count < 2 || count > SIZE_MAX / 2 || UsableProcessors() < 2) return work(0, count);
+    if (count < minCount || count < 2 || count > SIZE_MAX / 2 || UsableProcessors() < 2 || splitsHeldHere.load() > 0)
+        return work(0, count);
 
     const size_t runLength = count / kRunsPerSplit + (count % kRunsPerSplit != 0);
     const size_t runs = (count + runLength - 1) / runLength;

@@ -38,3 +38,17 @@ public:
 
 /// Processors this process may run on (at least 1).
 int UsableProcessors();
+
+/// While an object of this class lives, every split runs in this process alone. For hosts
+/// that may run other threads (a scripting language), where a forked child would keep
+/// locks held by threads it does not have. The hosts serialise their runs.
+class SplitsInThisProcess {
+public:
+    SplitsInThisProcess();
+    ~SplitsInThisProcess();
+    SplitsInThisProcess(const SplitsInThisProcess&) = delete;
+    SplitsInThisProcess& operator=(const SplitsInThisProcess&) = delete;
+};
+
+/// Whether this process runs a single thread now (false when that cannot be told).
+[[nodiscard]] bool ProcessIsSingleThreaded();
