@@ -13,6 +13,7 @@ packages=(
   parallel
   nlohmann-json3-dev
   python3-numpy python3-pytest python3-matplotlib python3-scikit-rf
+  pybind11-dev python3-dev strace
   chromium
 )
 # The fuzz targets need clang with its sanitizer runtimes; only installed on request.

@@ -129,6 +129,7 @@ void BuildJob(const MemoryJob& in, VoraJob& job)
     if (in.maxRelativePermittivity > 0) job.maxEpr = in.maxRelativePermittivity;
     job.portLineGeometry = in.portLineGeometry.empty() ? std::vector<double>(4 * N, 1.0) : in.portLineGeometry;
 
+    job.wholeStructureFilePath = "s";
     job.frequencies = in.frequencies;
     job.frequencyCount = static_cast<int32_t>(in.frequencies.size());
     FillRecords(job.wholeValues, in.s, in.frequencies.size(), N);
@@ -143,7 +144,11 @@ void BuildJob(const MemoryJob& in, VoraJob& job)
         group.portResistances.clear();
         for (int32_t port : group.ports) group.portResistances.push_back(job.portResistances[static_cast<size_t>(port - 1)]);
         const size_t P = group.ports.size();
-        if (!SetUpArmRecordLayout(group)) throw std::invalid_argument("groups: arm layout");
+        // The log names the argument where a file run names the file.
+        const std::string name = "groups[" + std::to_string(g) + "]";
+        group.armFile2Path = name + (from.armKind == kArmS ? "['arm']" : "['short']");
+        group.armFile1Path = from.armKind == kArmS ? group.armFile2Path : name + "['open']";
+        if (!SetUpArmRecordLayout(group)) throw std::invalid_argument(name + ": arm layout");
         if (from.armKind == kArmS) {
             FillArm(from.first, 2 * P, group.shortFrequencies, group.shortRecordCount, group.shortValues);
         } else {
@@ -186,13 +191,13 @@ std::vector<Complex> OutputValues(const VoraJob& job)
 
 std::unique_lock<std::mutex> LockEngine() { return std::unique_lock<std::mutex>(engineMutex); }
 
-MemoryResult DeembedInMemory(const MemoryJob& in)
+MemoryResult DeembedInMemory(const MemoryJob& in, WorkerProcessUse use)
 {
     CheckJob(in);
     const std::unique_lock<std::mutex> engine = LockEngine();
-    // A worker process only from a process of one thread: anything else keeps its splits here.
     std::optional<SplitsInThisProcess> here;
-    if (!ProcessIsSingleThreaded()) here.emplace();
+    if (use == WorkerProcessUse::Never || (use == WorkerProcessUse::WhenSingleThreaded && !ProcessIsSingleThreaded()))
+        here.emplace();
 
     MemoryResult result;
     std::ostringstream log;

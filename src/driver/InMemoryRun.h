@@ -48,15 +48,22 @@ struct MemoryResult {
     std::vector<std::string> warnings;  // what a person should hear of
 };
 
+/// Whether a run may fork its worker process: it must not when other threads run (a forked
+/// child keeps the locks they hold). WhenSingleThreaded asks the system; a host that knows
+/// says so.
+enum class WorkerProcessUse { WhenSingleThreaded, Allowed, Never };
+
 /// De-embeds the job. Throws std::invalid_argument naming the argument when the job is
 /// malformed (sizes, ports, non-finite numbers); every failure of the computation is a
 /// status of -1 with its reason in the log. Calls from several threads are run one after
-/// another; a worker process is forked only when the process runs one thread.
-[[nodiscard]] MemoryResult DeembedInMemory(const MemoryJob& job);
+/// another.
+[[nodiscard]] MemoryResult DeembedInMemory(const MemoryJob& job,
+                                           WorkerProcessUse use = WorkerProcessUse::WhenSingleThreaded);
 
 /// The generalized S-parameter of two two-port S sets on common frequencies (Hz).
 [[nodiscard]] MemoryResult GeneralizedSparamInMemory(const std::vector<double>& frequencies,
-                                                     const std::vector<Complex>& s1, const std::vector<Complex>& s2);
+                                                     const std::vector<Complex>& s1, const std::vector<Complex>& s2,
+                                                     WorkerProcessUse use = WorkerProcessUse::WhenSingleThreaded);
 
 /// Held while the engine runs; callers that run the file front end in a process with other
 /// threads take it too, since the serial LAPACK must never be entered by two threads.
