@@ -12,6 +12,7 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -159,6 +160,63 @@ py::tuple Deembed(const py::handle& frequencies, const py::handle& s, const py::
     return py::make_tuple(ToArray(result.values, job.frequencies.size(), N), py::cast(result.log));
 }
 
+// The file job exactly as the executable runs it, in this process: (status, log lines).
+py::tuple Run(const std::string& jobDir, const std::string& mapFile, const std::string& out)
+{
+    std::string folder = jobDir;
+    if (folder.empty() || folder.back() != '/') folder += '/';
+    std::vector<std::string> arguments{"vora", "-filepath", folder, "-in", mapFile, "-out", out};
+    std::vector<char*> argv;
+    for (std::string& a : arguments) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    const bool bOnlyThread = OnlyPythonThread();
+    int status = -1;
+    {
+        py::gil_scoped_release released;
+        const std::unique_lock<std::mutex> engine = LockEngine();
+        std::optional<SplitsInThisProcess> here;
+        if (!bOnlyThread) here.emplace();
+        std::ostringstream console, errors;  // nothing is printed
+        status = RunProgram(static_cast<int>(arguments.size()), argv.data(), console, errors);
+    }
+    std::vector<std::string> log;
+    std::ifstream logFile(folder + "vora_" + std::to_string(::getpid()) + ".log");
+    for (std::string line; std::getline(logFile, line);) log.push_back(line);
+    return py::make_tuple(status, log);
+}
+
+// A Touchstone file read by the engine's reader: (frequencies in Hz, S (K, N, N), R per port).
+py::tuple ReadTouchstone(const std::string& path, const py::object& portsGiven)
+{
+    int32_t ports = 0;
+    if (!portsGiven.is_none()) {
+        ports = portsGiven.cast<int32_t>();
+    } else {
+        std::smatch match;
+        static const std::regex sNp(R"(\.[sSyYzZ](\d+)[pP]$)");
+        if (!std::regex_search(path, match, sNp))
+            throw py::value_error("path: the port count is not in the name (.sNp); give ports=");
+        ports = std::stoi(match[1]);
+    }
+    TouchstoneData data;
+    {
+        py::gil_scoped_release released;
+        try {
+            data = ReadTouchstoneData(path, ports);
+        } catch (const std::invalid_argument& e) {
+            py::gil_scoped_acquire held;
+            throw py::value_error(e.what());
+        }
+    }
+    if (data.status != 0) RaiseFailure(data.log);
+    const size_t N = static_cast<size_t>(ports);
+    RealArray frequencies(data.frequencies.size());
+    std::copy(data.frequencies.begin(), data.frequencies.end(), frequencies.mutable_data());
+    RealArray resistances(data.resistances.size());
+    std::copy(data.resistances.begin(), data.resistances.end(), resistances.mutable_data());
+    return py::make_tuple(frequencies, ToArray(data.values, data.frequencies.size(), N), resistances);
+}
+
 }  // namespace
 
 PYBIND11_MODULE(_vora, m)
@@ -169,4 +227,6 @@ PYBIND11_MODULE(_vora, m)
     m.def("deembed", &Deembed, py::arg("frequencies"), py::arg("s"), py::arg("groups"),
           py::arg("reference_resistance") = 50.0, py::arg("geometry") = py::none(),
           py::arg("max_permittivity") = py::none());
+    m.def("run", &Run, py::arg("job_dir"), py::arg("map_file"), py::arg("out"));
+    m.def("read_touchstone", &ReadTouchstone, py::arg("path"), py::arg("ports") = py::none());
 }

@@ -1,6 +1,9 @@
 #include "driver/InMemoryRun.h"
 
+#include <unistd.h>
+
 #include <cmath>
+#include <cstdlib>
 #include <new>
 #include <optional>
 #include <sstream>
@@ -11,6 +14,8 @@
 #include "calibration/CalibrationDriver.h"
 #include "driver/RunSteps.h"
 #include "io/ArmFiles.h"
+#include "io/OutputFile.h"
+#include "io/WholeStructureFile.h"
 #include "job/CalibrationGroupSetUp.h"
 #include "job/VoraJob.h"
 #include "parallel/WorkerProcess.h"
@@ -222,4 +227,43 @@ MemoryResult DeembedInMemory(const MemoryJob& in, WorkerProcessUse use)
     }
     result.log = LinesOf(log.str());
     return result;
+}
+
+TouchstoneData ReadTouchstoneData(const std::string& path, int32_t ports)
+{
+    if (ports < 1 || ports > 16383) throw std::invalid_argument("ports: must be 1 to 16383");
+    const std::unique_lock<std::mutex> engine = LockEngine();
+    TouchstoneData data;
+    std::ostringstream log;
+    char scratch[] = "/tmp/vora-read-XXXXXX";
+    if (::mkdtemp(scratch) == nullptr) throw std::runtime_error("cannot create a scratch folder in /tmp");
+    {
+        VoraJob job(log);
+        job.portCount = ports;
+        job.wholeStructureFilePath = path;
+        job.outputFilePath = std::string(scratch) + "/header";
+        try {
+            data.status = ReadWholeStructureFile(job);
+        } catch (const std::bad_alloc&) {
+            log << "VORA:  Memory allocation error.\n";
+            data.status = -1;
+        }
+        if (job.outputStream) job.outputStream->Discard();
+        if (data.status == 0) {
+            const size_t N = static_cast<size_t>(ports);
+            data.frequencies = job.frequencies;
+            data.resistances = job.portResistances;
+            data.resistances.resize(N, data.resistances.empty() ? 50.0 : data.resistances.back());
+            data.values.resize(job.wholeValues.size() * N * N);
+            for (size_t k = 0; k < job.wholeValues.size(); ++k)
+                for (size_t i = 0; i < N; ++i)
+                    for (size_t j = 0; j < N; ++j) {
+                        const size_t p = FilePosition(N, i, j);
+                        data.values[k * N * N + i * N + j] = Complex(job.wholeValues[k][2 * p], job.wholeValues[k][2 * p + 1]);
+                    }
+        }
+    }
+    ::rmdir(scratch);
+    data.log = LinesOf(log.str());
+    return data;
 }

@@ -65,6 +65,19 @@ enum class WorkerProcessUse { WhenSingleThreaded, Allowed, Never };
                                                      const std::vector<Complex>& s1, const std::vector<Complex>& s2,
                                                      WorkerProcessUse use = WorkerProcessUse::WhenSingleThreaded);
 
+/// A whole-structure Touchstone file of `ports` ports read by the engine's own reader (any
+/// form it reads: RI/MA/DB, S/Y/Z, version 1 or 2), as S: values holds the matrices in the
+/// order above, resistances one R per port. status -1 with the reason in log when the file
+/// cannot be read. The reader's header copy goes to a scratch folder removed afterwards.
+struct TouchstoneData {
+    int32_t status = -1;
+    std::vector<double> frequencies;  // Hz
+    std::vector<Complex> values;
+    std::vector<double> resistances;
+    std::vector<std::string> log;
+};
+[[nodiscard]] TouchstoneData ReadTouchstoneData(const std::string& path, int32_t ports);
+
 /// Held while the engine runs; callers that run the file front end in a process with other
 /// threads take it too, since the serial LAPACK must never be entered by two threads.
 [[nodiscard]] std::unique_lock<std::mutex> LockEngine();

@@ -207,3 +207,31 @@ def test_to_network_gives_a_scikit_rf_network(small_job):
     network = vora.to_network(small_job["frequencies"], s)
     assert isinstance(network, skrf.Network)
     assert np.array_equal(network.s, s) and np.allclose(network.f, small_job["frequencies"])
+
+
+def test_run_is_the_executable_run(tmp_path):
+    folder = str(tmp_path / "job")
+    shutil.copytree(EXAMPLE, folder)
+    status, log = vora.run(folder, "job.map", "in-process.s5p")
+    assert status == 0 and log[-1] == "VORA:  Program successfully completed."
+    executable = file_run(folder, 5)
+    assert open(os.path.join(folder, "in-process.s5p")).read() == open(executable).read()
+    # The log as the executable writes it, but for the program's path in the command-line echo.
+    logs = sorted(os.path.join(folder, name) for name in os.listdir(folder) if name.startswith("vora_"))
+    theirs = [l.rstrip("\n") for l in open(max(logs, key=os.path.getmtime))]
+    assert [l for l in log if "Command Line" not in l] == [l for l in theirs if "Command Line" not in l]
+    status, log = vora.run(folder, "missing.map", "x.s5p")
+    assert status == -1 and "VORA:: Could not find " + folder + "/missing.map" in log
+
+
+def test_read_touchstone_reads_every_form_as_s(tmp_path):
+    ri = generated(tmp_path / "ri", "--ports 2 --points 25")
+    other = generated(tmp_path / "ma", "--ports 2 --points 25 --format MA --version 2 --unit MHz")
+    f, s, r = vora.read_touchstone(os.path.join(other, "whole.s2p"))
+    f_ri, s_ri = read_ri(os.path.join(ri, "whole.s2p"))
+    assert np.allclose(f, f_ri, rtol=1e-12) and np.allclose(s, s_ri, rtol=1e-9, atol=1e-12)
+    assert list(r) == [50.0, 50.0]
+    with pytest.raises(vora.Error, match="Could not find whole structure file"):
+        vora.read_touchstone(str(tmp_path / "none.s2p"))
+    with pytest.raises(ValueError, match="port count is not in the name"):
+        vora.read_touchstone(str(tmp_path / "none.txt"))
