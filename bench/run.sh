@@ -223,3 +223,16 @@ for form in "--format MA" "--version 2"; do
         printf "%-16s wall %7.3f %7.3f %5.2f %-4s   cpu %6.2f %6.2f %5.2f\n", name, b, a, r, (r <= 1.1 ? "ok" : "OVER"),
                cb, ca, (ca > 0 ? cb / ca : 0) }'
 done
+
+# import vora on a 16-port 1,001-point job in memory against the executable on its files
+# (target: at most 1.2 times the executable's time).
+if [ -f "$build/python/vora/__init__.py" ] && ls "$build"/python/vora/_vora*.so >/dev/null 2>&1; then
+    echo
+    echo "python: vora.deembed in memory / the executable on the files, median of $runs runs taking turns (target at most 1.2)"
+    dir=$jobs_dir/cal-16p-1001
+    # shellcheck disable=SC2046
+    make_cal_job "$dir" --ports 16 $(groups_arg 16 4) --points 1001
+    /usr/bin/python3 "$(dirname "$0")/python_vs_executable.py" "$(realpath "$build")" "$dir" "$runs"
+    rm -f "$dir"/vora_*.log
+fi
+
