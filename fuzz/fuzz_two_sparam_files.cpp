@@ -1,6 +1,6 @@
-// The two-file reader of the generalized mode and the computation that follows it. Byte 0
-// chooses the port count (2 as the command line sets it, or 0, 1, 3); then the two files,
-// separated by "%%".
+// The two-file reader of the generalized mode (Touchstone 1 or 2), the computation and the
+// output writing that follow it. Byte 0 chooses the port count (2 as the command line sets
+// it, or 0, 1, 3); then the two files, separated by "%%".
 
 #include <cstdint>
 #include <sstream>
@@ -8,6 +8,7 @@
 
 #include "FuzzSupport.h"
 #include "gsparam/GeneralizedSparam.h"
+#include "io/GeneralizedOutput.h"
 #include "io/TwoSparamFiles.h"
 #include "job/VoraJob.h"
 
@@ -28,6 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     job.directoryPath = dir.dir();
     job.outputFilePath = dir.PathOf("g.txt");
     if (ReadTwoSparamFiles(job, dir.PathOf("a.s2p"), dir.PathOf("b.s2p")) != 0) return 0;
-    static_cast<void>(ComputeGeneralizedSparam(job));
+    if (ComputeGeneralizedSparam(job) != 0) return 0;
+    static_cast<void>(WriteGeneralizedOutput(job));
     return 0;
 }

@@ -18,6 +18,7 @@
 #include "gsparam/GeneralizedSparam.h"
 #include "io/ArmFiles.h"
 #include "io/DeembeddedOutput.h"
+#include "io/GeneralizedOutput.h"
 #include "io/JobOutput.h"
 #include "io/MapFile.h"
 #include "io/OutputFile.h"
@@ -147,7 +148,8 @@ RunEnd RunGeneralized(VoraJob& job, int argc, const char* const* argv, std::ostr
     }
     WriteText(job.logStream, "VORA:  Reading the two Sparam files successfully. \n").flush();
 
-    if (RunStep(job, [&] { return steps.computeGeneralizedSparam(job); }) < 0) {
+    if (RunStep(job, [&] { return steps.computeGeneralizedSparam(job); }) < 0 ||
+        RunStep(job, [&] { return steps.writeGeneralizedOutput(job); }) != 0) {
         WriteText(job.logStream, "VORA:  Calculate Generalized Sparam fails.\n");
         return RunEnd::Failure;
     }
@@ -170,6 +172,7 @@ RunSteps ProgramSteps()
     steps.readTwoSparamFiles = &ReadTwoSparamFiles;
     steps.computeGeneralizedSparam = &ComputeGeneralizedSparam;
     steps.writeDeembeddedOutput = &WriteDeembeddedOutput;
+    steps.writeGeneralizedOutput = &WriteGeneralizedOutput;
     return steps;
 }
 

@@ -16,6 +16,7 @@ struct RunSteps {
     int32_t (*readTwoSparamFiles)(VoraJob& job, const std::string& sFile1Name, const std::string& sFile2Name);
     int32_t (*computeGeneralizedSparam)(VoraJob& job);
     int32_t (*writeDeembeddedOutput)(VoraJob& job);
+    int32_t (*writeGeneralizedOutput)(VoraJob& job);
 };
 
 /// The program's own steps.

@@ -1,16 +1,11 @@
 #include "gsparam/GeneralizedSparam.h"
 
 #include <cassert>
-#include <charconv>
 #include <cmath>
-#include <cstring>
 
-#include "io/NumberFormat.h"
-#include "io/JobOutput.h"
 #include "job/VoraJob.h"
 #include "numerics/ComplexArrays.h"
 #include "numerics/SmallEigenvalues.h"
-#include "parallel/OrderedLines.h"
 #include "parallel/SharedRegion.h"
 #include "parallel/WorkerProcess.h"
 
@@ -63,21 +58,6 @@ void MakeReciprocal(Complex* S)
     S[2] = mean;
 }
 
-// The whole hertz of f as an unsigned 64-bit integer, converted as x86-64 converts a double
-// (so NaN, negative and too large frequencies give that machine's values, without the
-// undefined behaviour of the plain cast).
-uint64_t WholeHertz(double f)
-{
-    constexpr double two63 = 9223372036854775808.0;
-    constexpr uint64_t indefinite = uint64_t{1} << 63;
-    const auto truncateSigned = [](double x) -> uint64_t {
-        if (!(x > -two63 - 1.0 && x < two63)) return indefinite;
-        return static_cast<uint64_t>(static_cast<int64_t>(x));
-    };
-    if (f >= two63) return truncateSigned(f - two63) ^ indefinite;
-    return truncateSigned(f);
-}
-
 // Why a frequency could not be solved.
 struct Failure {
     enum Kind : int32_t { None = 0, NotFinite, NoEigenvalues };
@@ -87,10 +67,6 @@ struct Failure {
 
 // Below this many frequencies a child process costs more than it saves.
 constexpr size_t kFrequenciesWorthAProcess = 4096;
-
-// Room for one output line: the whole hertz, two blocks of four blanks and a number, the
-// line feed.
-constexpr size_t kLineRoom = 32 + 2 * (4 + kStreamFixedMaxLength) + 1;
 
 }  // namespace
 
@@ -127,10 +103,7 @@ void Invert2x2(Complex* M)
 
 int32_t ComputeGeneralizedSparam(VoraJob& job)
 {
-    if (!job.outputStream || job.outputStream->fail()) {
-        job.logStream << "VORA:: Could not open output file " << job.outputFilePath << "\n";
-        return -1;
-    }
+    job.generalizedValues.clear();
     if (job.portCount != 2) {
         job.logStream << "Only 2-port network is support for the Generalized Sparam feature now. \n";
         return -1;
@@ -139,7 +112,6 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
            job.sFile2Values.size() >= static_cast<size_t>(job.frequencyCount) && job.sFile1Values.width() == 8 &&
            job.sFile2Values.width() == 8 && job.frequencies.size() >= static_cast<size_t>(job.frequencyCount));
 
-    OutputFile& out = *job.outputStream;
     const size_t K = job.frequencyCount > 0 ? static_cast<size_t>(job.frequencyCount) : 0;
     const PairFormat format1 = FormatOf(job.sFile1Format);
     const PairFormat format2 = FormatOf(job.sFile2Format);
@@ -195,23 +167,14 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
     // Only the index of the first failure comes back from the processes; the same
     // arithmetic on the same values fails the same way here.
     const Failure failed = solved < K ? solveAt(solved) : Failure{Failure::None, 0};
-    if (!job.reportFileName.empty()) job.generalizedValues.assign(g, g + solved);
     assert(solved == K || failed.kind != Failure::None);
-
-    // The stream's fixed format with 15 decimals, written without the stream.
-    const auto formatLine = [&](size_t k, char* line) {
-        char* p = std::to_chars(line, line + kLineRoom, WholeHertz(job.frequencies[k])).ptr;
-        std::memcpy(p, "    ", 4);
-        p = FormatStreamFixed15(p + 4, g[k].real());
-        std::memcpy(p, "    ", 4);
-        p = FormatStreamFixed15(p + 4, g[k].imag());
-        *p++ = '\n';
-        return p;
-    };
-    // A failed run's output never appears, so the lines go to the file in whole chunks.
-    WriteTextInOrder(solved, kLineRoom, formatLine, [&](const char* text, size_t length) {
-        out.write(text, static_cast<std::streamsize>(length));
-    });
+    // The records are read again only by a run report: without one, their room is given
+    // back before the results take theirs, so that the step never holds both.
+    if (job.reportFileName.empty()) {
+        job.sFile1Values.Release();
+        job.sFile2Values.Release();
+    }
+    job.generalizedValues.assign(g, g + solved);
 
     if (solved < K) {
         job.logStream << "VORA:: Fail to solve the eigenvalue problem in calculating Generalized Sparam: ";
@@ -221,5 +184,5 @@ int32_t ComputeGeneralizedSparam(VoraJob& job)
             job.logStream << failed.info << "\n";
         return -1;
     }
-    return FinishJobOutput(job);
+    return 0;
 }

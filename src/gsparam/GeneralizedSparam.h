@@ -6,8 +6,10 @@
 
 struct VoraJob;
 
-/// Per frequency g = 1/w[1], w the eigenvalues of T2·T1^-1, written to the output.
-/// Returns 0, or -1 after logging the reason.
+/// Per frequency g = 1/w[1], w the eigenvalues of T2·T1^-1, into job.generalizedValues
+/// (up to the first frequency that cannot be solved). Without a run report to read them
+/// again, the two files' records are released on the way. Returns 0, or -1 after logging
+/// the reason.
 [[nodiscard]] int32_t ComputeGeneralizedSparam(VoraJob& job);
 /// T of a 2x2 S (row-major [[S11, S12], [S21, S22]]).
 void SparamToTransfer(const Complex* S, Complex* T);

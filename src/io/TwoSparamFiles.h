@@ -4,14 +4,9 @@
 
 struct VoraJob;
 
-/// Reads the two 2-port files of the generalized mode in lock step, checks that their
-/// frequencies are equal and opens the output with its option line.
+/// Reads the two 2-port files of the generalized mode in lock step, record for record,
+/// checks that their frequencies are equal and opens the output with its option line.
+/// Either file may be Touchstone version 1 or 2; the records are stored as version 1 lays
+/// them out (S11 S21 S12 S22), the values in the file's own format.
 /// Returns 0, or -1 after writing the reason to the run log.
-/// Plain files are first read each on its own (the second in a helper thread when large);
-/// whenever they hold anything but the common shape, they are read again record by record.
 [[nodiscard]] int32_t ReadTwoSparamFiles(VoraJob& job, const std::string& sFile1Name, const std::string& sFile2Name);
-
-/// The same step always record by record, both files in lock step: what ReadTwoSparamFiles
-/// must leave in the job, the run log and the output in every case.
-[[nodiscard]] int32_t ReadTwoSparamFilesInLockStep(VoraJob& job, const std::string& sFile1Name,
-                                                   const std::string& sFile2Name);

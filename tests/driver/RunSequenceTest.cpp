@@ -58,9 +58,11 @@ int32_t FakeTwoFiles(VoraJob&, const std::string& a, const std::string& b)
     return Outcome("twoFiles");
 }
 int32_t FakeGeneralized(VoraJob&) { return Outcome("generalized"); }
+int32_t FakeWriteGeneralized(VoraJob&) { return 0; }
 
 const RunSteps kFakeSteps{&FakeMap,      &FakeWhole,       &FakeArms,
-                          &FakeCalibration, &FakeTwoFiles, &FakeGeneralized, &WriteDeembeddedOutput};
+                          &FakeCalibration, &FakeTwoFiles, &FakeGeneralized, &WriteDeembeddedOutput,
+                          &FakeWriteGeneralized};
 
 class RunSequence : public testing::Test {
 protected:
