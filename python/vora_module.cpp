@@ -160,6 +160,27 @@ py::tuple Deembed(const py::handle& frequencies, const py::handle& s, const py::
     return py::make_tuple(ToArray(result.values, job.frequencies.size(), N), py::cast(result.log));
 }
 
+// g per frequency of two two-port S sets: complex (K,).
+py::array_t<std::complex<double>> Generalized(const py::handle& frequencies, const py::handle& s1, const py::handle& s2)
+{
+    const std::vector<double> f = Frequencies(frequencies, "frequencies");
+    size_t m1 = 0, m2 = 0;
+    const std::vector<Complex> a = Matrices(s1, f.size(), "s1", m1);
+    const std::vector<Complex> b = Matrices(s2, f.size(), "s2", m2);
+    if (m1 != 2) throw py::value_error("s1: two-port matrices (K, 2, 2) are needed");
+    if (m2 != 2) throw py::value_error("s2: two-port matrices (K, 2, 2) are needed");
+    const bool bOnlyThread = OnlyPythonThread();
+    MemoryResult result;
+    {
+        py::gil_scoped_release released;
+        result = GeneralizedSparamInMemory(f, a, b, bOnlyThread ? WorkerProcessUse::Allowed : WorkerProcessUse::Never);
+    }
+    if (result.status != 0) RaiseFailure(result.log);
+    py::array_t<std::complex<double>> g(result.values.size());
+    std::copy(result.values.begin(), result.values.end(), g.mutable_data());
+    return g;
+}
+
 // The file job exactly as the executable runs it, in this process: (status, log lines).
 py::tuple Run(const std::string& jobDir, const std::string& mapFile, const std::string& out)
 {
@@ -227,6 +248,7 @@ PYBIND11_MODULE(_vora, m)
     m.def("deembed", &Deembed, py::arg("frequencies"), py::arg("s"), py::arg("groups"),
           py::arg("reference_resistance") = 50.0, py::arg("geometry") = py::none(),
           py::arg("max_permittivity") = py::none());
+    m.def("generalized_sparam", &Generalized, py::arg("frequencies"), py::arg("s1"), py::arg("s2"));
     m.def("run", &Run, py::arg("job_dir"), py::arg("map_file"), py::arg("out"));
     m.def("read_touchstone", &ReadTouchstone, py::arg("path"), py::arg("ports") = py::none());
 }

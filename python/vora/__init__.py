@@ -4,9 +4,9 @@ Frequencies are in Hz, shape (K,); S-parameters are complex arrays of shape (K, 
 s[k, i, j] = S_ij (scikit-rf's convention; two-port files list 11 21 12 22).
 """
 
-from ._vora import Error, deembed, read_touchstone, run
+from ._vora import Error, deembed, generalized_sparam, read_touchstone, run
 
-__all__ = ["Error", "deembed", "read_touchstone", "run", "to_network"]
+__all__ = ["Error", "deembed", "generalized_sparam", "read_touchstone", "run", "to_network"]
 
 
 def to_network(frequencies, s, reference_resistance=50.0, name="vora"):

@@ -13,6 +13,7 @@
 #include "calibration/ArmPreparation.h"
 #include "calibration/CalibrationDriver.h"
 #include "driver/RunSteps.h"
+#include "gsparam/GeneralizedSparam.h"
 #include "io/ArmFiles.h"
 #include "io/OutputFile.h"
 #include "io/WholeStructureFile.h"
@@ -224,6 +225,49 @@ MemoryResult DeembedInMemory(const MemoryJob& in, WorkerProcessUse use)
             result.status = -1;
         }
         result.warnings = job.warnings;
+    }
+    result.log = LinesOf(log.str());
+    return result;
+}
+
+MemoryResult GeneralizedSparamInMemory(const std::vector<double>& frequencies, const std::vector<Complex>& s1,
+                                       const std::vector<Complex>& s2, WorkerProcessUse use)
+{
+    Require(!frequencies.empty(), "frequencies: none given");
+    Require(AllFinite(frequencies), "frequencies: a frequency is not finite");
+    for (const auto& [values, name] : {std::pair{&s1, "s1"}, std::pair{&s2, "s2"}}) {
+        Require(values->size() == 4 * frequencies.size(), std::string(name) + ": one 2x2 matrix per frequency is needed");
+        Require(AllFinite(*values), std::string(name) + ": a value is not finite");
+    }
+    const std::unique_lock<std::mutex> engine = LockEngine();
+    std::optional<SplitsInThisProcess> here;
+    if (use == WorkerProcessUse::Never || (use == WorkerProcessUse::WhenSingleThreaded && !ProcessIsSingleThreaded()))
+        here.emplace();
+
+    MemoryResult result;
+    std::ostringstream log;
+    {
+        VoraJob job(log);
+        job.runMode = 1;
+        job.portCount = 2;
+        job.frequencies = frequencies;
+        job.frequencyCount = static_cast<int32_t>(frequencies.size());
+        try {
+            FillRecords(job.sFile1Values, s1, frequencies.size(), 2);
+            FillRecords(job.sFile2Values, s2, frequencies.size(), 2);
+            job.sFile1Format = job.sFile2Format = "RI";
+            result.status = ComputeGeneralizedSparam(job) < 0 ? -1 : 0;
+            log << (result.status == 0 ? "VORA:  Calculate Generalized Sparam successfully completed.\n"
+                                       : "VORA:  Calculate Generalized Sparam fails.\n");
+            if (result.status == 0) result.values = job.generalizedValues;
+        } catch (const std::bad_alloc&) {
+            log << "VORA:  Memory allocation error.\nVORA:  Calculate Generalized Sparam fails.\n";
+            result.status = -1;
+        } catch (const WorkerProcessLost&) {
+            log << "VORA:: The worker process was killed or crashed before it finished its share of the frequencies\n"
+                << "VORA:  Calculate Generalized Sparam fails.\n";
+            result.status = -1;
+        }
     }
     result.log = LinesOf(log.str());
     return result;

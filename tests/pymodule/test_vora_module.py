@@ -235,3 +235,21 @@ def test_read_touchstone_reads_every_form_as_s(tmp_path):
         vora.read_touchstone(str(tmp_path / "none.s2p"))
     with pytest.raises(ValueError, match="port count is not in the name"):
         vora.read_touchstone(str(tmp_path / "none.txt"))
+
+
+def test_generalized_sparam_prints_as_the_executable_output(tmp_path):
+    folder = generated(tmp_path, "--ports 2 --points 40")
+    f, s1 = read_ri(os.path.join(folder, "whole.s2p"))
+    _, s2 = read_ri(os.path.join(folder, "device.s2p"))
+    g = vora.generalized_sparam(f, s1, s2)
+    assert g.shape == (40,)
+    subprocess.run([VORA, "GENERALIZEDSPARAM", "-filepath", folder + "/", "-inputsfile1", folder + "/whole.s2p",
+                    "-inputsfile2", folder + "/device.s2p", "-out", "g.txt"], check=True, stdout=subprocess.DEVNULL)
+    printed = [l.split()[1:] for l in open(os.path.join(folder, "g.txt")) if not l.startswith("#")]
+    assert [["%.15f" % v.real, "%.15f" % v.imag] for v in g] == printed
+    with pytest.raises(ValueError, match=re.escape("s2: two-port matrices (K, 2, 2) are needed")):
+        vora.generalized_sparam(f, s1, np.ones((40, 3, 3)))
+    singular = s1.copy()
+    singular[5, 1, 0] = singular[5, 0, 1] = 0  # no transmission: no transfer matrix
+    with pytest.raises(vora.Error, match="matrix is not finite at frequency id : 6"):
+        vora.generalized_sparam(f, singular, s2)
