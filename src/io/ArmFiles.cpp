@@ -1,19 +1,12 @@
 #include "io/ArmFiles.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cassert>
 #include <cmath>
-#include <exception>
 #include <limits>
-#include <sstream>
 #include <string>
 #include <string_view>
-#include <system_error>
-#include <thread>
 #include <vector>
 
-#include "io/FrequencySearch.h"
 #include "io/LineReader.h"
 #include "io/NumberParser.h"
 #include "io/NvplTables.h"
@@ -21,10 +14,7 @@
 #include "io/TextSource.h"
 #include "io/Touchstone.h"
 #include "io/Touchstone2.h"
-#include "job/Switches.h"
 #include "job/VoraJob.h"
-#include "numerics/NetworkConversions.h"
-#include "parallel/WorkerProcess.h"
 
 namespace {
 
