@@ -24,32 +24,6 @@ std::string Repeat(const std::string& text, int times)
     return s;
 }
 
-// Ports 3 and 1 form a two-port group (in that order), port 4 a one-port group, and port 2
-// belongs to no group. The groups' frequencies differ from the simulated ones, but their
-// count is the same, so the points are taken by index.
-TEST(CalibrationBuild, DeembedsAKnownDeviceFromKnownArms)
-{
-    TestJob t;
-    std::vector<dcm> whole, device, armsA, armsB;
-    for (unsigned k = 0; k < 2; ++k) {
-        device.push_back(RandomMatrix(4, 0.4, 10 + k));
-        armsA.push_back(Arm(2, 20 + k));
-        armsB.push_back(Arm(1, 40 + k));
-        dcm E = ArmThrough(4);
-        PlaceArm(E, {2, 0}, armsA[k]);
-        PlaceArm(E, {3}, armsB[k]);
-        whole.push_back(Embed(device[k], E));
-    }
-    SetWhole(t.job, {1e9, 2e9}, whole);
-    AddGroup(t.job, {3, 1}, {5e9, 7e9}, armsA);
-    AddGroup(t.job, {4}, {1e9, 2e9}, armsB);
-
-    ASSERT_EQ(CalibrationBuild(t.job), 0);
-    ASSERT_EQ(t.job.vdcm_Sout.size(), 2u);
-    for (size_t k = 0; k < 2; ++k) EXPECT_LT(MaxDifference(t.job.vdcm_Sout[k], device[k]), 1e-12) << k;
-    EXPECT_EQ(t.log.str(), "");
-}
-
 // Which arm a simulated frequency gets when the group is sampled differently.
 struct Expected {
     int low = -1;  // group point, or -1 for the through

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <complex>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -241,6 +242,44 @@ TEST(AnalysePortLines, BothWalksExtrapolateFromTheLastPointBelowTheLimitWithEach
             // Not the other port's line.
             EXPECT_NE(s[6], PortLineResistance(original.group, g, fLow, low[6], f, 1e30));
         }
+    }
+}
+
+// A short low-loss line (Z0 = 50 ohm, 2 mm, effective permittivity 4: at most 0.17 rad at
+// 2 GHz): Zshort = Rs + j·Z0·tan(βl), Yopen = Gp + j·tan(βl)/Z0. Above the limit the measured
+// reactances are spoiled (as a resonance would); both walks must bring back the line's own
+// values there, to what a reactance proportional to f misses tan(βl) by (under 1.5 %).
+TEST(AnalysePortLines, ExtrapolatedArmsFollowALowLossLine)
+{
+    const double Z0 = 50.0, Rs = 2.0, Gp = 1e-4;
+    const auto tanBl = [](double f) { return std::tan(2.0 * M_PI * f * 2.0 / 3e8 * 2e-3); };
+    const auto line = [&](double f, bool bShort) {
+        return bShort ? std::complex<double>(Rs, Z0 * tanBl(f)) : std::complex<double>(Gp, tanBl(f) / Z0);
+    };
+    const std::vector<double> f = Frequencies(10, 0.2e9);
+    for (int32_t methodCode : {0, 3}) {
+        SCOPED_TRACE(methodCode);
+        const auto measured = [&](bool bShort) {
+            return [&, bShort](size_t k, int64_t j) {
+                const std::complex<double> v = line(f[k], bShort);
+                return j == 0 ? v.real() : (f[k] > 1.1e9 ? -3.0 : 1.0) * v.imag();
+            };
+        };
+        TestGroup t(1, f, measured(true), measured(false));
+        t.group.methodCode = methodCode;
+        t.group.freqD = 1.1e9;
+        t.group.portLineGeometry = {100e-6, 35e-6, 2e-3, 5.8e7};
+        ASSERT_EQ(methodCode == 0 ? AnalysePortLines(t.group) : AnalysePortLinesNoiseProcess(t.group), 0);
+        EXPECT_EQ(t.log.str(), "");
+        for (size_t k = 0; k < f.size(); ++k) {
+            for (const bool bShort : {true, false}) {
+                const std::vector<double> v = bShort ? t.Short(k) : t.Open(k);
+                const std::complex<double> expected = line(f[k], bShort);
+                EXPECT_LT(std::abs(std::complex<double>(v[0], v[1]) - expected), 0.015 * std::abs(expected))
+                    << (bShort ? "short " : "open ") << f[k];
+            }
+        }
+        EXPECT_EQ(t.group.extrapolatedFrequencies.size(), 5u);  // 1.2 to 2 GHz
     }
 }
 

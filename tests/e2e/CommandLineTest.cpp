@@ -97,14 +97,4 @@ TEST(CommandLine, HelpAndBadNewOptionsAnswerBeforeTheRun)
     }
 }
 
-TEST(CommandLine, UnopenableLogFailsOnTheConsole)
-{
-    TempDir work;
-    const std::string missing = (work.path() / "no-such-dir").string();
-    VoraRun run = RunVora({"-filepath", missing, "-in", "m.map", "-out", "o.s2p"}, work.path(), work.path());
-    EXPECT_EQ(run.status, kFailed);
-    EXPECT_EQ(run.out, "VORA:  cannot open log file. \n");
-    EXPECT_EQ(run.logCount, 0);
-}
-
 }  // namespace

@@ -5,12 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <complex>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "support/GeneratedJobs.h"
 #include "support/TestData.h"
 #include "e2e/EndToEnd.h"
 
@@ -69,36 +67,5 @@ TEST(Telegrapher, AFailingSecondGroupStopsBeforeTheThird)
     EXPECT_EQ(Count(run.log, "VORA:  Preprocess and Calibrate succesffuly."), 1);
 }
 
-#ifdef VORA_TESTS_WITH_JOBGEN
-
-// A simulation from 0 Hz with arm data from its second point on: at 0 Hz every arm is a
-// through, so the output keeps the whole structure's own 0 Hz point.
-TEST(Telegrapher, ADcStartKeepsTheWholeStructuresZeroHertzPoint)
-{
-    TempDir dir;
-    ASSERT_TRUE(
-        GenerateJob("--series-shunt --ports 2 --group 1:EP --group 2:EP --points 11 --fstart 100M --fstop 1.1G", dir.dir()));
-    std::string whole = dir.Read("whole.s2p");
-    const size_t option = whole.find("\n#");
-    ASSERT_NE(option, std::string::npos);
-    whole.insert(whole.find('\n', option + 1) + 1, "0 0.3 0.01 0.7 -0.02 0.7 -0.02 0.3 0.01\n");
-    dir.Write("whole.s2p", whole);
-
-    const VoraRun run = RunMapJob(dir, "out.s2p", VORA_TELEGRAPHER_BINARY);
-    ASSERT_EQ(run.status, 0) << run.log;
-    TouchstoneSeries out, device;
-    ASSERT_TRUE(ReadAllEntries(dir.dir() + "out.s2p", 2, out));
-    ASSERT_TRUE(ReadAllEntries(dir.dir() + "device.s2p", 2, device));
-    ASSERT_EQ(out.frequencies.size(), 12u);
-    EXPECT_EQ(out.frequencies[0], 0.0);
-    const std::complex<double> dc[] = {{0.3, 0.01}, {0.7, -0.02}, {0.7, -0.02}, {0.3, 0.01}};
-    for (size_t e = 0; e < 4; ++e) EXPECT_EQ(out.values[e][0], dc[e]) << e;
-    EXPECT_LT(LargestDeviation(out, device, 1), 2e-6);
-    // One line per one-port group at the first and at the last frequency, and no fallback.
-    EXPECT_EQ(Count(run.log, "VORA:  Calibration build with different sampling \n"), 4) << run.log;
-    EXPECT_EQ(Count(run.log, "VORA: error"), 0);
-}
-
-#endif
 
 }  // namespace

@@ -25,17 +25,6 @@ TEST(FindMatchingFrequency, WalksFromTheStartIndexInOneDirection)
     EXPECT_EQ(FindMatchingFrequency(unsorted, 5.0, 4, 0.01), 0);
 }
 
-TEST(FindFrequencyBracket, IsStrictOnBothSides)
-{
-    const std::vector<double> L = {1.0, 2.0, 3.0, 4.0};
-    EXPECT_EQ(FindFrequencyBracket(L, 2.5, 0), 1);
-    EXPECT_EQ(FindFrequencyBracket(L, 2.5, 3), 1);
-    EXPECT_EQ(FindFrequencyBracket(L, 3.5, 3), 2);
-    EXPECT_EQ(FindFrequencyBracket(L, 1.5, 2), 0);
-    for (double f : {0.5, 1.0, 2.0, 4.0, 4.5}) EXPECT_EQ(FindFrequencyBracket(L, f, 1), -1) << f;
-    EXPECT_EQ(FindFrequencyBracket({}, 1.0, 0), -1);
-}
-
 TEST(FrequencySearch, OnlyANonDecreasingListWithoutNaNIsAscending)
 {
     for (const std::vector<double>& L : {std::vector<double>{}, {1.0, 1.0, 2.0}}) EXPECT_TRUE(IsAscending(L));

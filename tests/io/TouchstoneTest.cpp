@@ -72,25 +72,6 @@ TEST(ParseDataNumber, TakesWholeFiniteDecimalNumbersOnly)
     }
 }
 
-// Comments after data, and the file line of every token of a record over several lines.
-TEST(ReadLogicalLine, DropsCommentsAfterDataAndKnowsEachTokensLine)
-{
-    TextSource source;
-    source.OpenText("! head\n# GHz S MA ! the form\n1 2 3 ! first row\n+4 5\n\n  ! alone\n6 7\n");
-    std::string line;
-    TokenList tokens;
-    ASSERT_EQ(ReadLogicalLine(source, CommentMode::Touchstone, nullptr, line, tokens, 7), LineStatus::Line);
-    EXPECT_EQ(line, "# GHz S MA ! the form");  // copied as it stands
-    EXPECT_EQ(tokens.size(), 4u);
-    ASSERT_EQ(ReadLogicalLine(source, CommentMode::Touchstone, nullptr, line, tokens, 7), LineStatus::Line);
-    ASSERT_EQ(tokens.size(), 7u);
-    const int64_t lines[] = {3, 3, 3, 4, 4, 7, 7};
-    for (size_t k = 0; k < 7; ++k) {
-        EXPECT_EQ(tokens[k], std::to_string(k + 1));
-        EXPECT_EQ(tokens.LineOf(k), lines[k]) << k;
-    }
-}
-
 // Where each written pair is stored: version 1's layout, in which a two-port's S_ij sits at
 // pair 2j + i (11 21 12 22) and any other N-port's at pair N·i + j.
 TEST(MakeRecordLayout, PutsEveryFormIntoVersionOnesLayout)

@@ -18,22 +18,6 @@ TEST(ComplexArrays, SymmetrizeTakesTheMeanOfMirroredElements)
     EXPECT_EQ(M, (std::vector<Complex>{{1, 2}, {4, 5}, {4, 5}, {7, 8}}));
 }
 
-TEST(ComplexArrays, InverseTimesMatrixIsIdentity)
-{
-    for (int32_t n : {1, 4, 7}) {
-        const std::vector<Complex> A = RandomArray(n, 100 + n, 0.5);
-        std::vector<Complex> Ainv(A.size());
-        ASSERT_EQ(InvertArray(n, A.data(), Ainv.data()), 0) << "n=" << n;
-        const std::vector<Complex> product = NaiveProduct(n, A.data(), Ainv.data());
-        const double tolerance = 16 * n * kEpsilon * NormInf(n, A.data()) * NormInf(n, Ainv.data());
-        EXPECT_LT(DistanceFromIdentity(n, product.data()), tolerance) << "n=" << n;
-
-        std::vector<Complex> inPlace = A;
-        EXPECT_EQ(InvertArrayInPlace(n, inPlace.data()), 0);
-        EXPECT_EQ(MaxDistance(A.size(), inPlace.data(), Ainv.data()), 0.0) << "n=" << n;
-    }
-}
-
 TEST(ComplexArrays, FactorArrayFailsExactlyWhereInvertArrayDoes)
 {
     // Small-integer matrices: many are exactly singular in floating point (a zero pivot)

@@ -119,14 +119,3 @@ TEST(NetworkConversions, GuardMovesOnlyUnitDiagonalParts)
         EXPECT_EQ(S, (Array{c.expected, {1, 0}, {0, -1}, {0.2, 0}})) << c.s;
     }
 }
-
-TEST(NetworkConversions, NormalizedAdmittanceBackToS)
-{
-    const int32_t n = 4;
-    Array S(n * n), E(n * n), M(n * n), P(n * n), T(n * n);
-    // With unit resistances YopenFromS gives the normalised admittance; back again gives S.
-    const Array original = RandomReciprocalS(n, 600);
-    const Array y = Yopen(original, std::vector<double>(n, 1.0));
-    SFromNormalizedY(n, y.data(), S.data(), {E.data(), M.data(), P.data(), T.data()});
-    EXPECT_LT(MaxDistance(S.size(), S.data(), original.data()), 1e-14);
-}

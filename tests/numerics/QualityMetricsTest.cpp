@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-
 // A two-port delay line over `points` frequencies, 0.05 rad of delay per step, with its
 // transmissions scaled: S21 = t21·e^{∓jωτ}, S12 = t12·e^{∓jωτ} (sign + for a reversed delay).
 QualityMeasures MeasureLine(double t21, double t12, bool bReversed, int points = 401)
@@ -100,21 +98,6 @@ TEST(QualityMetrics, ThresholdsTakeTheLowerClass)
         EXPECT_EQ(ClassifyPassivityOrReciprocity(c.score), c.passivity) << c.score;
         EXPECT_EQ(ClassifyCausality(c.score), c.causality) << c.score;
     }
-}
-
-TEST(QualityMetrics, LargestSingularValueOfARotatedDiagonal)
-{
-    // U·diag(0.3, 0.8i, 1.2)·V with U, V unitary (a rotation and a phase permutation).
-    const double c = std::cos(0.7), s = std::sin(0.7);
-    dcm U(3), D(3), V(3), T(3), S(3);
-    U(0, 0) = c, U(0, 1) = -s, U(1, 0) = s, U(1, 1) = c, U(2, 2) = 1.0;
-    D(0, 0) = 0.3, D(1, 1) = Complex(0.0, 0.8), D(2, 2) = 1.2;
-    V(0, 2) = Complex(0.0, 1.0), V(1, 0) = 1.0, V(2, 1) = std::polar(1.0, kPi / 3);
-    Multiply(U, D, T);
-    Multiply(T, V, S);
-    EXPECT_NEAR(LargestSingularValue(S), 1.2, 1e-14);
-    S(1, 1) = Complex(std::numeric_limits<double>::quiet_NaN(), 0.0);
-    EXPECT_TRUE(std::isinf(LargestSingularValue(S)));
 }
 
 TEST(QualityMetrics, NonFiniteValuesAndOnePortsScoreAsTheyShould)

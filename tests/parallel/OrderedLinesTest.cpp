@@ -1,5 +1,5 @@
 #include "parallel/OrderedLines.h"
-#include "parallel/WorkerProcess.h"
+#include "parallel/ProcessorsHere.h"
 
 #include <gtest/gtest.h>
 
@@ -46,6 +46,7 @@ TEST(WriteLinesInOrder, EveryLineOnceInOrder)
             std::vector<std::string> lines;
             std::mutex mutex;
             std::set<std::thread::id> formatters;
+            const std::thread::id caller = std::this_thread::get_id();
             WriteLinesInOrder(
                 count, room,
                 [&](size_t k, char* out) {
@@ -55,7 +56,10 @@ TEST(WriteLinesInOrder, EveryLineOnceInOrder)
                     }
                     return FormatLine(k, out);
                 },
-                [&](const char* text, size_t length) { lines.emplace_back(text, length); });
+                [&](const char* text, size_t length) {
+                    EXPECT_EQ(std::this_thread::get_id(), caller);  // the sink is written from here only
+                    lines.emplace_back(text, length);
+                });
             ASSERT_EQ(lines.size(), count) << room;
             for (size_t k = 0; k < count; ++k) {
                 char expected[200];
@@ -63,7 +67,7 @@ TEST(WriteLinesInOrder, EveryLineOnceInOrder)
                 ASSERT_EQ(lines[k], std::string(expected, length)) << "room " << room << ", line " << k;
             }
             if (count >= c.firstThreaded) {
-                EXPECT_EQ(formatters.size(), UsableProcessors() >= 2 ? 2u : 1u) << count;
+                EXPECT_EQ(formatters.size(), ProcessorsHere() >= 2 ? 2u : 1u) << count;
             } else {
                 EXPECT_EQ(formatters.size(), count > 0 ? 1u : 0u) << count;
             }

@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "parallel/ProcessorsHere.h"
 #include "parallel/SharedRegion.h"
 
 namespace {
@@ -102,7 +103,7 @@ TEST(SplitAcrossProcesses, EveryIndexIsDoneOnceByOneOfTwoProcesses)
                                        }),
                   count);
         EXPECT_TRUE(r.AllFilledOnce()) << count;
-        if (UsableProcessors() >= 2) {
+        if (ProcessorsHere() >= 2) {
             const std::set<pid_t> writers = r.Writers();
             EXPECT_EQ(writers.size(), 2u) << count;
             EXPECT_EQ(writers.count(self), 1u) << count;
@@ -160,7 +161,7 @@ TEST(SplitAcrossProcesses, TheFirstFailureOfAllIsTheAnswer)
 // one is still the answer.
 TEST(SplitAcrossProcesses, ALaterFailureRecordedLastDoesNotHideAnEarlierOne)
 {
-    if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: no child";
+    if (ProcessorsHere() < 2) GTEST_SKIP() << "one processor: no child";
     // 1000 indices make runs of 4: index 40 starts run 10, index 45 lies in run 11.
     const SharedFlags flags;
     constexpr int kLaterEntered = 0;
@@ -187,7 +188,7 @@ TEST(SplitAcrossProcesses, ALaterFailureRecordedLastDoesNotHideAnEarlierOne)
 // answer makes the split throw WorkerProcessLost.
 TEST(SplitAcrossProcesses, AChildThatThrowsIsReplacedOneThatDiesIsReported)
 {
-    if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: no child is started";
+    if (ProcessorsHere() < 2) GTEST_SKIP() << "one processor: no child is started";
     const pid_t self = ::getpid();
     const auto killed = [&] { ::raise(SIGKILL); };
     const auto strangeExit = [&] { ::_exit(77); };
@@ -235,7 +236,7 @@ TEST(SplitAcrossProcesses, AChildThatThrowsIsReplacedOneThatDiesIsReported)
 // An exception of this process's runs stops a child that would never end by itself.
 TEST(SplitAcrossProcesses, AnExceptionHereStopsTheChild)
 {
-    if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: no child";
+    if (ProcessorsHere() < 2) GTEST_SKIP() << "one processor: no child";
     const pid_t tester = ::fork();
     ASSERT_GE(tester, 0);
     if (tester == 0) {
@@ -282,7 +283,7 @@ bool Ended(pid_t pid)
 // A parent killed from outside (a tool's time-out) takes its child with it.
 TEST(SplitAcrossProcesses, TheChildEndsWithAKilledParent)
 {
-    if (UsableProcessors() < 2) GTEST_SKIP() << "one processor: no child";
+    if (ProcessorsHere() < 2) GTEST_SKIP() << "one processor: no child";
     SharedRegion shared(sizeof(pid_t));
     pid_t* worker = static_cast<pid_t*>(shared.data());
     const pid_t parent = ::fork();
@@ -300,7 +301,11 @@ TEST(SplitAcrossProcesses, TheChildEndsWithAKilledParent)
         for (int i = 0; i < 500 && !done(); ++i) ::usleep(10000);
         return done();
     };
-    ASSERT_TRUE(waitFor([&] { return __atomic_load_n(worker, __ATOMIC_SEQ_CST) != 0; }));
+    if (!waitFor([&] { return __atomic_load_n(worker, __ATOMIC_SEQ_CST) != 0; })) {
+        ::kill(parent, SIGKILL);  // it waits for ever in a run of its own
+        ::waitpid(parent, nullptr, 0);
+        FAIL() << "no child process took a run";
+    }
     const pid_t child = __atomic_load_n(worker, __ATOMIC_SEQ_CST);
     ::kill(parent, SIGKILL);
     ::waitpid(parent, nullptr, 0);
