@@ -7,6 +7,7 @@
 #include <complex>
 #include <sstream>
 
+#include "io/OutputFile.h"
 #include "job/VoraJob.h"
 #include "support/VoraRun.h"
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "io/OutputFile.h"
 #include "io/TwoFilesApart.h"
 #include "io/TwoSparamFiles.h"
 #include "job/VoraJob.h"
