@@ -28,9 +28,9 @@ test-asan: deps
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
 
-# The tests that run threads (the ordered line writer, the hand-over, the arm files read in
+# The tests that run threads (the ordered line writer, the arm files read in
 # two threads, the two S files read apart, and whole runs of the binary) under ThreadSanitizer.
-TSAN_TESTS ?= OrderedLines|HandOver|LargeArmFiles|ArmFilesTest|TwoSparamFiles|SplitAcrossProcesses|OneProcessor|Deembedding|GeneralizedMode|SafeOutput
+TSAN_TESTS ?= OrderedLines|LargeArmFiles|ArmFilesTest|TwoSparamFiles|SplitAcrossProcesses|OneProcessor|Deembedding|GeneralizedMode|SafeOutput
 test-tsan: deps
 	@cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVORA_SANITIZE_THREADS=ON $(CMAKE_ARGS) >/dev/null
 	@cmake --build $(TSAN_BUILD) -j $(JOBS)
