@@ -28,9 +28,9 @@ test-asan: deps
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
 
-# The tests that run threads or processes (the ordered line writer, the hand-over, the
-# forked worker process, and whole runs of the binary) under ThreadSanitizer.
-TSAN_TESTS ?= WriteLinesInOrder|HandOver|SplitAcrossProcesses|OneProcessor|Deembedding|GeneralizedMode|SafeOutput|InMemory
+# The tests that run threads or processes (the ordered line writer, the forked worker
+# process, and whole runs of the binary) under ThreadSanitizer.
+TSAN_TESTS ?= WriteLinesInOrder|SplitAcrossProcesses|OneProcessor|Deembedding|GeneralizedMode|SafeOutput|InMemory
 test-tsan: deps
 	@cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVORA_SANITIZE_THREADS=ON $(CMAKE_ARGS) >/dev/null
 	@cmake --build $(TSAN_BUILD) -j $(JOBS)

@@ -48,7 +48,6 @@ std::vector<double> SampleValues(size_t count)
 
 void BM_ParseNumber(benchmark::State& state)
 {
-    FillUnitLetterTable();
     const std::vector<std::string> texts = SampleTexts(4096);
     for (auto _ : state)
         for (const std::string& t : texts) benchmark::DoNotOptimize(ParseNumber(t));

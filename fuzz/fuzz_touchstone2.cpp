@@ -9,7 +9,6 @@
 #include <string>
 
 #include "FuzzSupport.h"
-#include "io/NumberParser.h"
 #include "io/WholeStructureFile.h"
 #include "job/VoraJob.h"
 
@@ -24,7 +23,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     std::ostringstream log;
     VoraJob job(log);
-    FillUnitLetterTable();
     job.directoryPath = dir.dir();
     job.wholeStructureFilePath = dir.PathOf("whole.sNp");
     job.outputFilePath = dir.PathOf("out.sNp");

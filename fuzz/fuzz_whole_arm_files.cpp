@@ -16,7 +16,6 @@
 #include "calibration/ArmPreparation.h"
 #include "io/ArmFiles.h"
 #include "io/MapFile.h"
-#include "io/NumberParser.h"
 #include "io/WholeStructureFile.h"
 #include "job/VoraJob.h"
 
@@ -32,7 +31,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     std::ostringstream log;
     VoraJob job(log);
-    FillUnitLetterTable();
     job.directoryPath = dir.dir();
     job.wholeStructureFilePath = dir.PathOf("whole.s4p");
     job.outputFilePath = dir.PathOf("out.s4p");

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "calibration/PortLineAnalysis.h"
-#include "io/FrequencySearch.h"
+#include "numerics/FrequencySearch.h"
 #include "job/Switches.h"
 #include "job/VoraJob.h"
 #include "numerics/NetworkConversions.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "calibration/ArmPreparation.h"
-#include "io/FrequencySearch.h"
+#include "numerics/FrequencySearch.h"
 #include "job/CalibrationGroup.h"
 #include "job/Switches.h"
 #include "job/VoraJob.h"

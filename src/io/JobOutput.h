@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "io/OutputFile.h"  // what job.outputStream points to, for those that write it
+
 struct VoraJob;
 
 /// The first of `inputs` that is the same file as `output` (same device and inode, however

@@ -11,6 +11,7 @@
 
 #include "io/LineReader.h"
 #include "io/NumberParser.h"
+#include "io/TextSource.h"
 #include "job/Switches.h"
 #include "job/VoraJob.h"
 
@@ -162,10 +163,9 @@ void WarnAboutGeometryAndGroups(VoraJob& job)
 
 int32_t ReadMapFile(VoraJob& job)
 {
-    FillUnitLetterTable();
     if (job.mapFileName.empty()) return Fail(job, "VORA:  Can't find map file. \n");
-    job.mapStream = std::make_unique<TextSource>();
-    if (!job.mapStream->Open(job.mapFilePath)) {
+    TextSource mapStream;
+    if (!mapStream.Open(job.mapFilePath)) {
         job.logStream << "VORA:: Could not find " << job.mapFilePath << "\n";
         return -1;
     }
@@ -174,7 +174,7 @@ int32_t ReadMapFile(VoraJob& job)
     TokenList tokens;
     int32_t armLineCount = 0;
     for (;;) {
-        const LineStatus status = ReadLogicalLine(*job.mapStream, CommentMode::Map, nullptr, line, tokens, 0);
+        const LineStatus status = ReadLogicalLine(mapStream, CommentMode::Map, nullptr, line, tokens, 0);
         if (status == LineStatus::EndOfData) break;
         if (status == LineStatus::Bad) return Fail(job, "VORA:  Reading a line of map file \n");
         if (tokens.empty()) continue;  // a line of blanks carries no keyword
@@ -215,7 +215,7 @@ int32_t ReadMapFile(VoraJob& job)
             job.warnings.push_back("map file line " + std::to_string(tokens.LineOf(0)) + " is ignored: " + line);
         }
     }
-    job.mapStream->Close();
+    mapStream.Close();
 
     if (armLineCount == 0) return Fail(job, "VORA:: There is no port calibration due to no specify Nc\n");
     if (armLineCount != job.calibrationGroupCount)

@@ -7,15 +7,22 @@
 
 namespace {
 
-// The process-wide unit-letter table, indexed by the letter; 0 marks a letter without
-// an entry (no multiplier is 0).
-std::array<double, 256> unitMultipliers{};
-
-void InsertUnitLetter(char letter, double multiplier)
+// The unit letters' multipliers, indexed by the letter; 0 marks a letter that is not one
+// (no multiplier is 0).
+constexpr std::array<double, 256> MakeUnitMultipliers()
 {
-    double& entry = unitMultipliers[static_cast<unsigned char>(letter)];
-    if (entry == 0.0) entry = multiplier;  // insertion keeps an existing entry
+    std::array<double, 256> table{};
+    table['p'] = table['P'] = 1e-12;
+    table['n'] = table['N'] = 1e-9;
+    table['u'] = table['U'] = 1e-6;
+    table['m'] = 1e-3;
+    table['k'] = table['K'] = 1e3;
+    table['M'] = 1e6;
+    table['G'] = 1e9;
+    table['T'] = 1e12;
+    return table;
 }
+constexpr std::array<double, 256> kUnitMultipliers = MakeUnitMultipliers();
 
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -56,24 +63,6 @@ double ConvertPrefix(std::string_view text)
 
 }  // namespace
 
-void FillUnitLetterTable()
-{
-    InsertUnitLetter('p', 1e-12);
-    InsertUnitLetter('P', 1e-12);
-    InsertUnitLetter('n', 1e-9);
-    InsertUnitLetter('N', 1e-9);
-    InsertUnitLetter('u', 1e-6);
-    InsertUnitLetter('U', 1e-6);
-    InsertUnitLetter('m', 1e-3);
-    InsertUnitLetter('k', 1e3);
-    InsertUnitLetter('K', 1e3);
-    InsertUnitLetter('M', 1e6);
-    InsertUnitLetter('G', 1e9);
-    InsertUnitLetter('T', 1e12);
-}
-
-void ClearUnitLetterTable() { unitMultipliers.fill(0.0); }
-
 double ParseNumber(std::string_view text)
 {
     // Fast path for the plain numbers that fill the data records: when from_chars takes the
@@ -91,7 +80,7 @@ double ParseNumber(std::string_view text)
         ++letterAt;
     double multiplier = 1.0;
     if (letterAt < text.size()) {
-        const double entry = unitMultipliers[static_cast<unsigned char>(text[letterAt])];
+        const double entry = kUnitMultipliers[static_cast<unsigned char>(text[letterAt])];
         if (entry != 0.0) multiplier = entry;
     }
     return ConvertPrefix(text.substr(0, letterAt)) * multiplier;

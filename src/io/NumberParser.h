@@ -4,13 +4,9 @@
 #include <string>
 #include <string_view>
 
-/// Inserts the unit letters (p P n N u U m k K M G T) into the process-wide table.
-void FillUnitLetterTable();
-/// Empties the table (done when a job record is constructed).
-void ClearUnitLetterTable();
-
 /// The text before the first letter other than E/e, converted as strtod converts a prefix
-/// (0 for no digits), times that letter's multiplier when the table holds it.
+/// (0 for no digits), times that letter's multiplier when it is a unit letter: p P (1e-12),
+/// n N (1e-9), u U (1e-6), m (1e-3), k K (1e3), M (1e6), G (1e9), T (1e12).
 [[nodiscard]] double ParseNumber(std::string_view text);
 
 /// true, with `out` the text without them, when text has at least three characters and

@@ -8,9 +8,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "io/FrequencySearch.h"
 #include "io/NumberFormat.h"
 #include "job/VoraJob.h"
+#include "numerics/FrequencySearch.h"
 
 namespace {
 

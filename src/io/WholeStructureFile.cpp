@@ -13,9 +13,9 @@
 #include "io/LineReader.h"
 #include "io/MapFile.h"
 #include "io/OutputFile.h"
-#include "io/RecordConverter.h"
 #include "io/RecordCountEstimate.h"
 #include "io/TextSource.h"
+#include "io/TokenList.h"
 #include "io/Touchstone.h"
 #include "io/Touchstone2.h"
 #include "job/VoraJob.h"
@@ -117,6 +117,47 @@ void WriteVersion2Header(VoraJob& job, const TouchstoneOptions& options)
     job.bOutputVersion2 = 1;
 }
 
+// The first token of a record that is not a number.
+struct BadNumber {
+    bool bFound = false;
+    int64_t line = 0;  // in the file, 1-based
+    std::string text;
+};
+
+// The values of a data record (tokens after the frequency) into its row, as real and
+// imaginary parts; with a layout, each pair goes to its place in the full matrix (and its
+// mirror). A token that is not a number reads as 0, and the first one is kept in `bad`.
+void ConvertRecord(const TokenList& tokens, double* row, size_t width, ValueFormat format, const RecordLayout& layout,
+                   BadNumber& bad)
+{
+    const auto parse = [&](size_t k) {
+        double value = 0.0;
+        if (!ParseDataNumber(tokens[k + 1], value) && !bad.bFound)
+            bad = {true, tokens.LineOf(k + 1), std::string(tokens[k + 1])};
+        return value;
+    };
+    if (layout.target.empty()) {
+        for (size_t k = 0; k < width; ++k) row[k] = parse(k);
+        if (format == ValueFormat::RealImaginary) return;
+        for (size_t k = 0; k + 1 < width; k += 2) ToRealImaginary(format, row[k], row[k + 1]);
+        return;
+    }
+    const auto valueCount = static_cast<size_t>(layout.valueCount);
+    for (size_t k = 0; k + 1 < valueCount; k += 2) {
+        double a = parse(k), b = parse(k + 1);
+        ToRealImaginary(format, a, b);
+        const size_t pair = k / 2;
+        const auto at = static_cast<size_t>(layout.target[pair]) * 2;
+        row[at] = a;
+        row[at + 1] = b;
+        if (layout.mirror[pair] >= 0) {
+            const auto mirrored = static_cast<size_t>(layout.mirror[pair]) * 2;
+            row[mirrored] = a;
+            row[mirrored + 1] = b;
+        }
+    }
+}
+
 // "VORA:: Not a number in <file> line <n>: <token>"
 void LogNotANumber(VoraJob& job, int64_t line, std::string_view token)
 {
@@ -156,12 +197,11 @@ int32_t ReadWholeStructureFile(VoraJob& job)
     std::string optionLine;  // as read, comment and all
     Touchstone2Header header;
     RecordLayout layout;
-    // The values of each record are converted by a helper thread while the next is read;
-    // it has caught up before anything is logged or the step returns.
-    // About twenty characters per value, as a first guess at a record's text.
-    RecordConverter converter(job.wholeValues, static_cast<size_t>(std::min<int64_t>(E, int64_t{1} << 40)) * 20,
-                              FileBytes(job.wholeStructureFilePath));
-    converter.SetFormat(options.format);
+    std::string line;
+    TokenList tokens;
+    // A value that is not a number ends the reading: it is what the run reports, whatever
+    // would have come after it.
+    BadNumber bad;
     const char* const badLine = "VORA:  Reading a line of Whole S File error \n";
     const char* error = nullptr;
     std::string failure;  // a line of its own before the bad-line text
@@ -179,11 +219,9 @@ int32_t ReadWholeStructureFile(VoraJob& job)
                job.portResistances.end();
     };
     for (;;) {
-        RecordSlot& slot = converter.Slot();
-        const TokenList& tokens = slot.tokens;
         // Comment lines are copied into the output as its header.
         const LineStatus status =
-            ReadLogicalLine(input, CommentMode::Touchstone, job.outputStream.get(), slot.line, slot.tokens, E);
+            ReadLogicalLine(input, CommentMode::Touchstone, job.outputStream.get(), line, tokens, E);
         if (status == LineStatus::EndOfData) break;
         // A version-1 two-port file may end with noise parameters: they start with the first
         // record whose frequency is not above the one before it, and are read past.
@@ -197,8 +235,6 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         }
 
         if (!tokens.empty() && tokens[0] == "#") {
-            converter.CatchUp();
-            if (converter.FirstBadNumber().record >= 0) break;
             options = ReadOptionTokens(tokens);
             if (options.parameter != 'S' && options.parameter != 'Y' && options.parameter != 'Z') {
                 job.logStream << "VORA:: Whole structure file holds " << options.parameter
@@ -206,19 +242,16 @@ int32_t ReadWholeStructureFile(VoraJob& job)
                 return -1;
             }
             job.freqUnitFactor = options.unitFactor;
-            converter.SetFormat(options.format);
             if (DistributePortResistance(job, options.resistance) != 0) return -1;
             bOptionLineRead = true;
-            optionLine = slot.line;
+            optionLine = line;
             bOptionLineWritten = false;
             if (!header.bVersion2) writeOptionLine();
             continue;
         }
         if (!tokens.empty() && tokens[0].front() == '[') {
-            converter.CatchUp();
-            if (converter.FirstBadNumber().record >= 0) break;
-            const std::string_view line = std::string_view(slot.line).substr(0, slot.line.find('!'));
-            const std::string reason = ReadKeywordLine(input, line, header);
+            const std::string_view keywordLine = std::string_view(line).substr(0, line.find('!'));
+            const std::string reason = ReadKeywordLine(input, keywordLine, header);
             if (!reason.empty()) {
                 failure = "VORA:: " + job.wholeStructureFilePath + ": " + reason + "\n";
                 error = badLine;
@@ -231,7 +264,6 @@ int32_t ReadWholeStructureFile(VoraJob& job)
                 break;
             }
             MakeRecordLayout(header, N, layout);
-            converter.SetLayout(layout);
             E = layout.valueCount + 1;
             if (header.bNetworkData) {
                 std::vector<double> R;
@@ -263,13 +295,9 @@ int32_t ReadWholeStructureFile(VoraJob& job)
         }
         double frequency = 0.0;
         if (!ParseDataNumber(tokens[0], frequency)) {
-            converter.Finish();
-            if (converter.FirstBadNumber().record < 0) {
-                LogNotANumber(job, tokens.LineOf(0), tokens[0]);
-                job.logStream << badLine;
-                return -1;
-            }
-            break;
+            LogNotANumber(job, tokens.LineOf(0), tokens[0]);
+            job.logStream << badLine;
+            return -1;
         }
         if (job.frequencyCount == 0) {
             const size_t expected = EstimateRecordCount(job.wholeStructureFilePath, RecordTextBytes(tokens));
@@ -277,12 +305,12 @@ int32_t ReadWholeStructureFile(VoraJob& job)
             job.wholeValues.Reserve(expected);
         }
         job.frequencies.push_back(frequency * job.freqUnitFactor);
-        converter.Commit();
+        ConvertRecord(tokens, job.wholeValues.Append(), static_cast<size_t>(job.wholeValues.width()), options.format,
+                      layout, bad);
         ++job.frequencyCount;
+        if (bad.bFound) break;
     }
-    converter.Finish();
-    // A value that is not a number comes before whatever ended the reading.
-    if (const BadNumber bad = converter.FirstBadNumber(); bad.record >= 0) {
+    if (bad.bFound) {
         LogNotANumber(job, bad.line, bad.text);
         job.logStream << badLine;
         return -1;

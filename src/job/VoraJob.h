@@ -1,6 +1,7 @@
 #pragma once
 // VoraJob: the whole state of one run. The driver creates it, every step receives it, and
 // everything of the run hangs from it except the run log stream, which the driver owns.
+// It is plain data: the output file is only held here, opened and written by io/.
 
 #include <cstdint>
 #include <map>
@@ -9,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "io/OutputFile.h"
-#include "io/TextSource.h"
 #include "job/CalibrationGroup.h"
 #include "job/RecordTable.h"
 #include "numerics/Dcm.h"
+
+class OutputFile;  // io/OutputFile.h
 
 struct VoraJob {
     explicit VoraJob(std::ostream& log);
@@ -29,7 +30,6 @@ struct VoraJob {
     std::string mapFilePath;
     std::string outputFilePath;
     std::string logFilePath;
-    std::unique_ptr<TextSource> mapStream;
     std::ostream& logStream;
     double maxEpr = 1.0;
     int64_t portCount = 0;
@@ -63,7 +63,9 @@ struct VoraJob {
     RecordTable wholeValues;          // 2·N² numbers per frequency index, as read
     double freqUnitFactor = 1.0;
     std::vector<double> portResistances;
-    std::unique_ptr<OutputFile> outputStream;
+    // Shared, not unique: the pointer carries the deleter made where it was created (by io,
+    // which knows the type), so the job can be destroyed where OutputFile is incomplete.
+    std::shared_ptr<OutputFile> outputStream;
     int32_t bOutputVersion2 = 0;  // the output's header is Touchstone 2's: its data end with [End]
     RecordTable sFile1Values;
     RecordTable sFile2Values;

@@ -1,5 +1,5 @@
-// With two processors a run splits its frequencies with a child process and hands record
-// values, lines of the second file and output lines between two threads; on one processor
+// With two processors a run splits its frequencies with a child process and hands arm
+// files, lines of the second file and output lines between two threads; on one processor
 // (taskset) it does everything in one thread. Both must give the same bytes: output, log and
 // status, on large jobs where every helper is used, and on runs that fail halfway.
 #include "support/GeneratedJobs.h"

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <vector>
 
+#include "io/OutputFile.h"
 #include "job/VoraJob.h"
 
 namespace {

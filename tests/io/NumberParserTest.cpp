@@ -13,16 +13,10 @@
 
 namespace {
 
-class NumberParser : public ::testing::Test {
-protected:
-    void SetUp() override { FillUnitLetterTable(); }
-    void TearDown() override { ClearUnitLetterTable(); }
-};
-
 // Bitwise, so that -0.0 and 0.0 differ.
 bool SameDouble(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
-TEST_F(NumberParser, UnitLettersScaleTheNumberBeforeThem)
+TEST(NumberParser, UnitLettersScaleTheNumberBeforeThem)
 {
     struct Case {
         const char* text;
@@ -40,7 +34,7 @@ TEST_F(NumberParser, UnitLettersScaleTheNumberBeforeThem)
 }
 
 // The conversion must be exactly the C library's, on the text before the unit letter.
-TEST_F(NumberParser, ConvertsExactlyAsStrtodDoes)
+TEST(NumberParser, ConvertsExactlyAsStrtodDoes)
 {
     std::vector<std::string> texts = {
         "+-1", "+.", "-.5", " 1", "\t-2", "1e400", "1e-400", "2.4703282292062328e-324",

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "io/LineReader.h"
-#include "io/NumberParser.h"
 #include "io/Touchstone.h"
 #include "io/Touchstone2.h"
 
@@ -13,7 +12,6 @@ namespace {
 
 TEST(ReadOptionTokens, UnitFormatTypeAndReferenceInAnyCaseWithTouchstonesDefaults)
 {
-    FillUnitLetterTable();
     struct Case {
         const char* line;
         double unitFactor;
@@ -46,7 +44,6 @@ TEST(ReadOptionTokens, UnitFormatTypeAndReferenceInAnyCaseWithTouchstonesDefault
         EXPECT_EQ(options.format, c.format);
         EXPECT_EQ(options.resistance, c.R);
     }
-    ClearUnitLetterTable();
 }
 
 TEST(ParseDataNumber, TakesWholeFiniteDecimalNumbersOnly)

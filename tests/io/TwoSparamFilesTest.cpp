@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "e2e/EndToEnd.h"
+#include "io/OutputFile.h"
 #include "job/VoraJob.h"
 #include "support/VoraRun.h"
 

@@ -1,4 +1,4 @@
-#include "io/FrequencySearch.h"
+#include "numerics/FrequencySearch.h"
 
 #include <algorithm>
 #include <cmath>
