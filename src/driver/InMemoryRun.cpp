@@ -197,9 +197,14 @@ std::vector<Complex> OutputValues(const VoraJob& job)
 
 std::unique_lock<std::mutex> LockEngine() { return std::unique_lock<std::mutex>(engineMutex); }
 
-MemoryResult DeembedInMemory(const MemoryJob& in, WorkerProcessUse use)
+namespace {
+
+// Runs one in-memory job under the engine lock: fill builds the job and computes, returning
+// its status; its log ends with the verdict line of the mode (closing) and the result takes
+// what done() hands over from the job.
+template <class Fill, class Done>
+MemoryResult RunGuarded(WorkerProcessUse use, const char* failed, const char* succeeded, Fill fill, Done done)
 {
-    CheckJob(in);
     const std::unique_lock<std::mutex> engine = LockEngine();
     std::optional<SplitsInThisProcess> here;
     if (use == WorkerProcessUse::Never || (use == WorkerProcessUse::WhenSingleThreaded && !ProcessIsSingleThreaded()))
@@ -210,24 +215,35 @@ MemoryResult DeembedInMemory(const MemoryJob& in, WorkerProcessUse use)
     {
         VoraJob job(log);
         try {
-            BuildJob(in, job);
-            int32_t status = LoadPreparedArms(job);
-            if (status == 0 && RunCalibration(job) < 0) status = -1;
-            log << (status == 0 ? "VORA:  Program successfully completed.\n" : "VORA:  Program fails.\n");
-            result.status = status;
-            if (status == 0) result.values = OutputValues(job);
+            result.status = fill(job) == 0 ? 0 : -1;
+            log << (result.status == 0 ? succeeded : failed);
+            if (result.status == 0) done(job, result);
         } catch (const std::bad_alloc&) {
-            log << "VORA:  Memory allocation error.\nVORA:  Program fails.\n";
+            log << "VORA:  Memory allocation error.\n" << failed;
             result.status = -1;
         } catch (const WorkerProcessLost&) {
             log << "VORA:: The worker process was killed or crashed before it finished its share of the frequencies\n"
-                << "VORA:  Program fails.\n";
+                << failed;
             result.status = -1;
         }
         result.warnings = job.warnings;
     }
     result.log = LinesOf(log.str());
     return result;
+}
+
+}  // namespace
+
+MemoryResult DeembedInMemory(const MemoryJob& in, WorkerProcessUse use)
+{
+    CheckJob(in);
+    return RunGuarded(
+        use, "VORA:  Program fails.\n", "VORA:  Program successfully completed.\n",
+        [&](VoraJob& job) {
+            BuildJob(in, job);
+            return LoadPreparedArms(job) == 0 && RunCalibration(job) >= 0 ? 0 : -1;
+        },
+        [](VoraJob& job, MemoryResult& result) { result.values = OutputValues(job); });
 }
 
 MemoryResult GeneralizedSparamInMemory(const std::vector<double>& frequencies, const std::vector<Complex>& s1,
@@ -239,38 +255,20 @@ MemoryResult GeneralizedSparamInMemory(const std::vector<double>& frequencies, c
         Require(values->size() == 4 * frequencies.size(), std::string(name) + ": one 2x2 matrix per frequency is needed");
         Require(AllFinite(*values), std::string(name) + ": a value is not finite");
     }
-    const std::unique_lock<std::mutex> engine = LockEngine();
-    std::optional<SplitsInThisProcess> here;
-    if (use == WorkerProcessUse::Never || (use == WorkerProcessUse::WhenSingleThreaded && !ProcessIsSingleThreaded()))
-        here.emplace();
-
-    MemoryResult result;
-    std::ostringstream log;
-    {
-        VoraJob job(log);
-        job.runMode = 1;
-        job.portCount = 2;
-        job.frequencies = frequencies;
-        job.frequencyCount = static_cast<int32_t>(frequencies.size());
-        try {
+    return RunGuarded(
+        use, "VORA:  Calculate Generalized Sparam fails.\n",
+        "VORA:  Calculate Generalized Sparam successfully completed.\n",
+        [&](VoraJob& job) {
+            job.runMode = 1;
+            job.portCount = 2;
+            job.frequencies = frequencies;
+            job.frequencyCount = static_cast<int32_t>(frequencies.size());
             FillRecords(job.sFile1Values, s1, frequencies.size(), 2);
             FillRecords(job.sFile2Values, s2, frequencies.size(), 2);
             job.sFile1Format = job.sFile2Format = "RI";
-            result.status = ComputeGeneralizedSparam(job) < 0 ? -1 : 0;
-            log << (result.status == 0 ? "VORA:  Calculate Generalized Sparam successfully completed.\n"
-                                       : "VORA:  Calculate Generalized Sparam fails.\n");
-            if (result.status == 0) result.values = job.generalizedValues;
-        } catch (const std::bad_alloc&) {
-            log << "VORA:  Memory allocation error.\nVORA:  Calculate Generalized Sparam fails.\n";
-            result.status = -1;
-        } catch (const WorkerProcessLost&) {
-            log << "VORA:: The worker process was killed or crashed before it finished its share of the frequencies\n"
-                << "VORA:  Calculate Generalized Sparam fails.\n";
-            result.status = -1;
-        }
-    }
-    result.log = LinesOf(log.str());
-    return result;
+            return ComputeGeneralizedSparam(job) < 0 ? -1 : 0;
+        },
+        [](VoraJob& job, MemoryResult& result) { result.values = job.generalizedValues; });
 }
 
 TouchstoneData ReadTouchstoneData(const std::string& path, int32_t ports)
