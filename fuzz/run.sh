@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with clang (build dir $1, default build-fuzz) and runs each for
 # $2 seconds (default 60), one after another, each in a single process (no -jobs/-workers:
-# that default is one process on one core, which the shared CI and dev machines need). New inputs go to
-# <build>/corpus/<target>, findings to <build>/findings/. Fails when any target finds one.
+# that default is one process on one core, which the shared CI and dev machines need). Each
+# starts from fuzz/corpus/<target>: hand-written seeds and, for the Touchstone readers, the
+# minimised corpus of longer runs (libFuzzer's -merge=1), so that a short run begins where
+# those ended. New inputs go to <build>/corpus/<target>, findings to <build>/findings/.
+# Fails when any target finds one.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build="${1:-build-fuzz}"
