@@ -52,10 +52,6 @@ void ReleaseWorkData(VoraJob& job)
         group.vdcm_Sab.ClearAll();
         group.vdcm_Sba.ClearAll();
         group.vdcm_Sbb.ClearAll();
-        std::vector<Complex>().swap(group.vc_Saa);
-        std::vector<Complex>().swap(group.vc_Sab);
-        std::vector<Complex>().swap(group.vc_Sba);
-        std::vector<Complex>().swap(group.vc_Sbb);
     }
 }
 
@@ -64,7 +60,6 @@ void ReleaseWorkData(VoraJob& job)
 struct ArmDerivation {
     ArmWork work;
     dcm O, H, P, Pinv, S;
-    Complex p;
     bool bPInvertible = true;
     bool bOpenAscending = false;
     bool bShortAscending = false;
@@ -82,7 +77,6 @@ struct ArmDerivation {
             P.Resize(n);
             P.SetZero();
             for (int32_t i = 0; i < n; ++i) P(i, i) = Complex(group.portResistances[static_cast<size_t>(i)], 0.0);
-            p = n == 1 ? P(0, 0) : Complex(0.0, 0.0);
             // The same inverse at every frequency: formed once, and a singular P fails the
             // first derivation as it would fail each.
             bPInvertible = Inverse(P, Pinv);
@@ -118,12 +112,6 @@ bool DeriveFromArmS(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t 
             Sbb(i, j) = S(n + i, n + j);
         }
     }
-    if (n == 1) {
-        group.vc_Saa[slot] = S(0, 0);
-        group.vc_Sab[slot] = S(0, 1);
-        group.vc_Sba[slot] = S(1, 0);
-        group.vc_Sbb[slot] = S(1, 1);
-    }
     return true;
 }
 
@@ -138,15 +126,9 @@ bool LookupOpenAndShort(const CalibrationGroup& group, ArmDerivation& d, size_t 
 
 bool DeriveFromOpenShortChain(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
 {
-    const int32_t n = group.portCount;
-    if (!LookupOpenAndShort(group, d, k) || !d.bPInvertible) return false;
-    if (!ChainArmFromOpenShort(d.O, d.H, d.P, d.Pinv, d.work, group.vdcm_Saa[slot], group.vdcm_Sab[slot],
-                               group.vdcm_Sba[slot], group.vdcm_Sbb[slot]))
-        return false;
-    if (n == 1)
-        ChainArmFromOpenShortScalar(d.O(0, 0), d.H(0, 0), d.p, group.vc_Saa[slot], group.vc_Sab[slot],
-                                    group.vc_Sba[slot], group.vc_Sbb[slot]);
-    return true;
+    return LookupOpenAndShort(group, d, k) && d.bPInvertible &&
+           ChainArmFromOpenShort(d.O, d.H, d.P, d.Pinv, d.work, group.vdcm_Saa[slot], group.vdcm_Sab[slot],
+                                 group.vdcm_Sba[slot], group.vdcm_Sbb[slot]);
 }
 
 // O and H are taken exactly as the arm reader stored them. In the extended syntax the
@@ -154,21 +136,12 @@ bool DeriveFromOpenShortChain(CalibrationGroup& group, ArmDerivation& d, size_t 
 // iteration runs on those; that is the behaviour the parent tools were tuned against.
 bool DeriveFromOpenShortReflections(CalibrationGroup& group, ArmDerivation& d, size_t k, size_t slot)
 {
-    const int32_t n = group.portCount;
     if (!LookupOpenAndShort(group, d, k)) return false;
     dcm& a = group.vdcm_Saa[slot];
     dcm& b = group.vdcm_Sab[slot];
     if (!ReflectionArmFromOpenShort(d.O, d.H, d.work, a, b)) return false;
     group.vdcm_Sbb[slot].Assign(a);
     group.vdcm_Sba[slot].Assign(b);
-    if (n == 1) {
-        Complex as, bs;
-        ReflectionArmFromOpenShortScalar(d.O(0, 0), d.H(0, 0), as, bs);
-        group.vc_Saa[slot] = as;
-        group.vc_Sbb[slot] = as;
-        group.vc_Sab[slot] = bs;
-        group.vc_Sba[slot] = bs;
-    }
     return true;
 }
 
@@ -250,22 +223,6 @@ bool ChainArmFromOpenShort(const dcm& O, const dcm& H, const dcm& P, const dcm& 
     return true;
 }
 
-void ChainArmFromOpenShortScalar(Complex o, Complex h, Complex p, Complex& Saa, Complex& Sab, Complex& Sba,
-                                 Complex& Sbb)
-{
-    const Complex one(1.0, 0.0);
-    const Complex d = std::sqrt(one / (one - o * h));
-    const Complex a = d;
-    const Complex b = h * d;
-    const Complex c = o * d;
-    const Complex den = a + b / p + p * c + d;
-    const Complex s21 = Complex(2.0, 0.0) / den;
-    Saa = (b / p - p * c) * Complex(0.5, 0.0) * s21;
-    Sbb = Saa;
-    Sab = s21;
-    Sba = s21;
-}
-
 bool ReflectionArmFromOpenShort(const dcm& O, const dcm& H, ArmWork& w, dcm& a, dcm& b)
 {
     const Complex two(2.0, 0.0);
@@ -314,15 +271,6 @@ bool ReflectionArmFromOpenShort(const dcm& O, const dcm& H, ArmWork& w, dcm& a, 
     return true;
 }
 
-void ReflectionArmFromOpenShortScalar(Complex o, Complex h, Complex& a, Complex& b)
-{
-    const Complex two(2.0, 0.0);
-    const Complex s = h + o;
-    const Complex t = h - o;
-    a = s / (two - t);
-    b = std::sqrt(((two * a * a - t) - s * a) / two);
-}
-
 bool LookupArmValues(const std::vector<double>& frequencies, const RecordTable& records, double f, size_t startIndex,
                      int32_t count, Complex* out, bool bAscending)
 {
@@ -361,11 +309,6 @@ void InitGroupWork(CalibrationGroup& group, int32_t slots)
     group.vdcm_Sab.ResizeAll(K, n);
     group.vdcm_Sba.ResizeAll(K, n);
     group.vdcm_Sbb.ResizeAll(K, n);
-    const size_t count = K > 0 ? static_cast<size_t>(K) : 0;
-    group.vc_Saa.assign(count, Complex(0.0, 0.0));
-    group.vc_Sab.assign(count, Complex(0.0, 0.0));
-    group.vc_Sba.assign(count, Complex(0.0, 0.0));
-    group.vc_Sbb.assign(count, Complex(0.0, 0.0));
 }
 
 bool DeriveArmSParameters(CalibrationGroup& group)
@@ -393,17 +336,16 @@ size_t ForEachDerivedArm(CalibrationGroup& group, const std::function<void(size_
     InitGroupWork(group, 1);
     ArmDerivation d;
     d.Prepare(group);
-    const bool useScalars = VoraGlobal_b_Use_vc_Saa_Sab_Sba_Sbb_ForSpecialCaseOfOnly1CGroupPort && n == 1;
     dcm S(2 * n);
     size_t k = 0;
     for (; k < static_cast<size_t>(K); ++k) {
         if (!DeriveArmAt(group, d, k, 0)) break;
         for (int32_t i = 0; i < n; ++i) {
             for (int32_t j = 0; j < n; ++j) {
-                S(i, j) = useScalars ? group.vc_Saa[0] : group.vdcm_Saa[0](i, j);
-                S(i, n + j) = useScalars ? group.vc_Sab[0] : group.vdcm_Sab[0](i, j);
-                S(n + i, j) = useScalars ? group.vc_Sba[0] : group.vdcm_Sba[0](i, j);
-                S(n + i, n + j) = useScalars ? group.vc_Sbb[0] : group.vdcm_Sbb[0](i, j);
+                S(i, j) = group.vdcm_Saa[0](i, j);
+                S(i, n + j) = group.vdcm_Sab[0](i, j);
+                S(n + i, j) = group.vdcm_Sba[0](i, j);
+                S(n + i, n + j) = group.vdcm_Sbb[0](i, j);
             }
         }
         visit(k, S);
@@ -422,7 +364,6 @@ void AssembleErrorNetwork(VoraJob& job, size_t k)
     for (const CalibrationGroup& group : job.calibrationGroups) {
         if (!IsDerivedKind(group.armKind)) continue;
         const int32_t n = group.portCount;
-        const bool useScalars = VoraGlobal_b_Use_vc_Saa_Sab_Sba_Sbb_ForSpecialCaseOfOnly1CGroupPort && n == 1;
         for (int32_t i = 0; i < n; ++i) {
             const int32_t r = group.ports[static_cast<size_t>(i)] - 1;
             for (int32_t j = 0; j < n; ++j) {
@@ -430,17 +371,10 @@ void AssembleErrorNetwork(VoraJob& job, size_t k)
                 // CheckCalibrationInputs has rejected such ports; never write outside N x N.
                 assert(r >= 0 && r < N && c >= 0 && c < N);
                 if (r < 0 || r >= N || c < 0 || c >= N) continue;
-                if (useScalars) {
-                    job.Saa(r, c) = group.vc_Saa[k];
-                    job.Sab(r, c) = group.vc_Sab[k];
-                    job.Sba(r, c) = group.vc_Sba[k];
-                    job.Sbb(r, c) = group.vc_Sbb[k];
-                } else {
-                    job.Saa(r, c) = group.vdcm_Saa[k](i, j);
-                    job.Sab(r, c) = group.vdcm_Sab[k](i, j);
-                    job.Sba(r, c) = group.vdcm_Sba[k](i, j);
-                    job.Sbb(r, c) = group.vdcm_Sbb[k](i, j);
-                }
+                job.Saa(r, c) = group.vdcm_Saa[k](i, j);
+                job.Sab(r, c) = group.vdcm_Sab[k](i, j);
+                job.Sba(r, c) = group.vdcm_Sba[k](i, j);
+                job.Sbb(r, c) = group.vdcm_Sbb[k](i, j);
             }
         }
     }

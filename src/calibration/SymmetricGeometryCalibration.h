@@ -83,16 +83,8 @@ struct ArmWork {
 [[nodiscard]] bool ChainArmFromOpenShort(const dcm& O, const dcm& H, const dcm& P, const dcm& Pinv, ArmWork& work,
                                          dcm& Saa, dcm& Sab, dcm& Sba, dcm& Sbb);
 
-/// The same for one port in closed scalar form; takes a = d and a·d - b·c = 1 for granted.
-void ChainArmFromOpenShortScalar(Complex o, Complex h, Complex p, Complex& Saa, Complex& Sab, Complex& Sba,
-                                 Complex& Sbb);
-
 /// End reflection a and transmission b of a symmetric arm from its reflections O (inner
 /// end open) and H (inner end shorted), O = a + b(I - a)^-1 b and H = a - b(I + a)^-1 b:
 /// a closed-form start and exactly 7 refining rounds. false: a singular matrix or a
 /// failed square root.
 [[nodiscard]] bool ReflectionArmFromOpenShort(const dcm& O, const dcm& H, ArmWork& work, dcm& a, dcm& b);
-
-/// The same for one port in closed form: a = s/(2 - t), b = sqrt((2a² - t - s·a)/2) with
-/// s = h + o, t = h - o.
-void ReflectionArmFromOpenShortScalar(Complex o, Complex h, Complex& a, Complex& b);

@@ -92,10 +92,6 @@ struct CalibrationGroup {
     vdcm vdcm_Sab;
     vdcm vdcm_Sba;
     vdcm vdcm_Sbb;
-    std::vector<Complex> vc_Saa;  // one-port groups: the same blocks as scalars
-    std::vector<Complex> vc_Sab;
-    std::vector<Complex> vc_Sba;
-    std::vector<Complex> vc_Sbb;
 
     // --- telegrapher's-equations calibration -------------------------------------------
     vdcm armS;  // per common frequency: the arm's 2n-port S (2x2 in the Nvpl form)

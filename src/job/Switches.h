@@ -15,6 +15,8 @@ constexpr bool VoraGlobal_b_UseSymmetricalGeometricalProperty = true;
 #endif
 inline constexpr bool VoraGlobal_b_DeriveArmFrequencyLimitsFromMaxEpr = true;
 inline constexpr bool VoraGlobal_b_HoldPortLineRealParts = true;
+// Only logged: the closed scalar forms for one-port groups it would select never reached a
+// result with this value, so they are not built.
 inline constexpr bool VoraGlobal_b_Use_vc_Saa_Sab_Sba_Sbb_ForSpecialCaseOfOnly1CGroupPort = false;
 inline constexpr bool VoraGlobal_b_TestAndDebug_BeforeDoingShortOpenCalibration = false;
 inline constexpr bool VoraGlobal_b_TestAndDebug_AfterDoingShortOpenCalibration = false;

@@ -16,21 +16,6 @@ namespace {
 
 using calibration_jobs::TestJob;
 
-const Complex kJ(0.0, 1.0);
-
-// n = 2: x·I + y·J, J = [[0,1],[1,0]], from the even (x + y) and odd (x - y) mode values of
-// symmetric coupled lines; n = 1: the even value alone.
-dcm FromModes(int32_t n, Complex even, Complex odd)
-{
-    dcm M(n);
-    if (n == 1) M(0, 0) = even;
-    else {
-        M(0, 0) = M(1, 1) = (even + odd) / 2.0;
-        M(0, 1) = M(1, 0) = (even - odd) / 2.0;
-    }
-    return M;
-}
-
 // A job of N ports at the given frequencies, with an output stream that is never opened.
 void Prepare(TestJob& t, int32_t N, const std::vector<double>& frequencies)
 {
@@ -47,63 +32,6 @@ CalibrationGroup& AddGroup(TestJob& t, int32_t armKind, const std::vector<int32_
     CalibrationGroup& g = calibration_jobs::AddGroup(t.job, ports, t.job.frequencies, {});
     g.armKind = armKind;
     return g;
-}
-
-// Kind 0, one port: an ideal lossless line (Y = j·tan θ / Z0, Z = j·Z0·tan θ) must come back
-// as its textbook S matrix, by the matrix path and by the closed scalar path alike.
-TEST(SymmetricGeometryCalibration, OnePortOpenShortGivesTheIdealLineS)
-{
-    struct Case {
-        double Z0, R, theta;
-    };
-    for (const Case c : {Case{50, 50, 1.2}, Case{75, 25, 0.7}}) {
-        SCOPED_TRACE(c.Z0);
-        TestJob t;
-        Prepare(t, 1, {1e9, 2e9});
-        CalibrationGroup& g = AddGroup(t, 0, {1});
-        g.portResistances = {c.R};
-        for (double theta : {c.theta / 2.0, c.theta}) {  // below a quarter wave: principal roots
-            AppendRecord(g.openValues, {kJ * std::tan(theta) / c.Z0});
-            AppendRecord(g.shortValues, {kJ * c.Z0 * std::tan(theta)});
-        }
-        InitGroupWork(g);
-        ASSERT_TRUE(DeriveArmSParameters(g));
-        for (size_t k = 0; k < 2; ++k) {
-            const LineS s = ClosedFormLineS(c.Z0, kJ * c.theta * static_cast<double>(k + 1) / 2.0, c.R);
-            for (Complex v : {g.vdcm_Saa[k](0, 0), g.vdcm_Sbb[k](0, 0), g.vc_Saa[k], g.vc_Sbb[k]})
-                EXPECT_LT(std::abs(v - s.s11), 1e-12);
-            for (Complex v : {g.vdcm_Sab[k](0, 0), g.vdcm_Sba[k](0, 0), g.vc_Sab[k], g.vc_Sba[k]})
-                EXPECT_LT(std::abs(v - s.s21), 1e-12);
-        }
-    }
-}
-
-// Kind 2: from O = a + b(I - a)^-1 b and H = a - b(I + a)^-1 b the iteration (two ports)
-// and the closed form (one port) must return the arm's a and b. Commuting modal matrices
-// give O and H by hand.
-TEST(SymmetricGeometryCalibration, ReflectionIterationRecoversEndReflectionAndTransmission)
-{
-    const Complex aEven(0.13, 0.03), aOdd(0.07, 0.07), bEven(0.9, -0.25), bOdd(0.7, -0.35);
-    const auto open = [](Complex a, Complex b) { return a + b * b / (1.0 - a); };
-    const auto shorted = [](Complex a, Complex b) { return a - b * b / (1.0 + a); };
-    for (int32_t n : {1, 2}) {
-        SCOPED_TRACE(n);
-        TestJob t;
-        Prepare(t, n, {1e9});
-        CalibrationGroup& g = AddGroup(t, 2, n == 1 ? std::vector<int32_t>{1} : std::vector<int32_t>{1, 2});
-        AppendRecord(g.openValues, FromModes(n, open(aEven, bEven), open(aOdd, bOdd)));
-        AppendRecord(g.shortValues, FromModes(n, shorted(aEven, bEven), shorted(aOdd, bOdd)));
-        InitGroupWork(g);
-        ASSERT_TRUE(DeriveArmSParameters(g));
-        const dcm a = FromModes(n, aEven, aOdd), b = FromModes(n, bEven, bOdd);
-        EXPECT_LT(MaxDifference(g.vdcm_Saa[0], a), 1e-12);
-        EXPECT_LT(MaxDifference(g.vdcm_Sbb[0], a), 1e-12);
-        EXPECT_LT(MaxDifference(g.vdcm_Sab[0], b), 1e-12);
-        EXPECT_LT(MaxDifference(g.vdcm_Sba[0], b), 1e-12);
-        if (n > 1) continue;
-        EXPECT_LT(std::abs(g.vc_Saa[0] - aEven) + std::abs(g.vc_Sbb[0] - aEven), 1e-12);
-        EXPECT_LT(std::abs(g.vc_Sab[0] - bEven) + std::abs(g.vc_Sba[0] - bEven), 1e-12);
-    }
 }
 
 // A port named by two groups keeps the later one. (Ports outside every group pass through:
