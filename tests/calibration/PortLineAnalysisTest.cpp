@@ -200,6 +200,51 @@ TestGroup MakeTwoPortLines()
     return t;
 }
 
+// The two walks the program runs (mode 0, and the noise process for every other code) give
+// the same arm data: points below the lower limit as measured (a point on the limit counts
+// as above it), every point above from the last one below: reactances scaled with the
+// frequency, real parts held, except that the short arm's diagonal resistance follows the
+// conductor model of the port at that position (0 and 6 in a two-port record).
+TEST(AnalysePortLines, BothWalksExtrapolateFromTheLastPointBelowTheLimitWithEachPortsLine)
+{
+    for (int32_t methodCode : {0, 3}) {
+        SCOPED_TRACE(methodCode);
+        TestGroup t = MakeTwoPortLines();
+        const TestGroup original = MakeTwoPortLines();
+        t.group.methodCode = methodCode;
+        t.group.freqD = 3e9;
+        ASSERT_EQ(methodCode == 0 ? AnalysePortLines(t.group) : AnalysePortLinesNoiseProcess(t.group), 0);
+        EXPECT_EQ(t.log.str(), "");
+        const size_t kLow = 1;  // 2 GHz
+        const double fLow = 2e9, *g = original.group.portLineGeometry.data();
+        for (size_t k = 0; k < 6; ++k) {
+            SCOPED_TRACE(k);
+            const std::vector<double> s = t.Short(k), o = t.Open(k);
+            if (k <= kLow) {
+                EXPECT_EQ(s, original.Short(k));
+                EXPECT_EQ(o, original.Open(k));
+                continue;
+            }
+            const double f = double(k + 1) * 1e9;
+            const std::vector<double> low = original.Short(kLow), measured = original.Short(k);
+            for (int64_t j = 0; j < 8; ++j) {
+                const double ratio = j % 2 == 1 ? f / fLow : 1.0;
+                EXPECT_DOUBLE_EQ(o[j], 2.0 * Pattern(kLow, j) * ratio) << j;
+                if (j % 6 != 0) {
+                    EXPECT_DOUBLE_EQ(s[j], low[j] * ratio) << j;
+                }
+            }
+            for (int64_t j : {0, 6}) {
+                const double model = PortLineResistance(original.group, g + 4 * (j / 6), fLow, low[j], f, 1e30);
+                EXPECT_LT(model, measured[j]);
+                EXPECT_EQ(s[j], model);
+            }
+            // Not the other port's line.
+            EXPECT_NE(s[6], PortLineResistance(original.group, g, fLow, low[6], f, 1e30));
+        }
+    }
+}
+
 // A short low-loss line (Z0 = 50 ohm, 2 mm, effective permittivity 4: at most 0.17 rad at
 // 2 GHz): Zshort = Rs + j·Z0·tan(βl), Yopen = Gp + j·tan(βl)/Z0. Above the limit the measured
 // reactances are spoiled (as a resonance would); both walks must bring back the line's own
