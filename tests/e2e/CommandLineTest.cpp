@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <regex>
+#include <tuple>
 
 #include "e2e/EndToEnd.h"
 #include "support/TestData.h"
@@ -69,7 +70,7 @@ TEST(CommandLine, ConsoleStatusAndLogOfEachKindOfCommandLine)
 }
 
 // Options no parent tool passes: help from anywhere on the line, without a log; a bad value
-// of a new option is told on stderr before anything runs.
+// of a new option, or one the mode does not take, is told on stderr before anything runs.
 TEST(CommandLine, HelpAndBadNewOptionsAnswerBeforeTheRun)
 {
     TempDir job;
@@ -83,13 +84,17 @@ TEST(CommandLine, HelpAndBadNewOptionsAnswerBeforeTheRun)
         EXPECT_EQ(run.logCount, 0);
     }
     const std::vector<std::string> map = {"-filepath", job.dir(), "-in", "m.map", "-out", "o.s2p"};
-    for (const auto& [extra, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-             {{"-precision", "0"}, "VORA: -precision takes a number of significant digits from 1 to 17, or full; not \"0\"\n"},
-             {{"-precision", "18"}, "VORA: -precision takes a number of significant digits from 1 to 17, or full; not \"18\"\n"},
-             {{"-report"}, "VORA: -report needs a value\n"}}) {
-        std::vector<std::string> args = map;
-        args.insert(args.end(), extra.begin(), extra.end());
-        const VoraRun run = RunVora(args, job.path(), job.path());
+    const std::vector<std::string> generalized = {"GENERALIZEDSPARAM", "-filepath", job.dir(), "-inputsfile1", "a.s2p",
+                                                  "-inputsfile2", "b.s2p", "-out", "g.txt"};
+    const std::string digits = "VORA: -precision takes a number of significant digits from 1 to 17, or full; not ";
+    for (const auto& [args, extra, message] : std::vector<std::tuple<std::vector<std::string>, std::vector<std::string>, std::string>>{
+             {map, {"-precision", "0"}, digits + "\"0\"\n"},
+             {map, {"-precision", "18"}, digits + "\"18\"\n"},
+             {map, {"-report"}, "VORA: -report needs a value\n"},
+             {generalized, {"-precision", "8"}, "VORA: -precision applies to the de-embedding mode only, not to GENERALIZEDSPARAM\n"}}) {
+        std::vector<std::string> all = args;
+        all.insert(all.end(), extra.begin(), extra.end());
+        const VoraRun run = RunVora(all, job.path(), job.path());
         EXPECT_EQ(run.status, kFailed);
         EXPECT_EQ(run.out, "");
         EXPECT_EQ(run.err, message);

@@ -2,6 +2,7 @@
 // What the end-to-end tests share about a run of the real binary: its failed status, the
 // lines it starts with, and a de-embedding run of a directory's job.map.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,13 @@ inline std::string ReplaceAll(std::string text, const std::string& from, const s
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
         text.replace(at, from.size(), to);
     return text;
+}
+
+// A change to a file's text, for the runs on generated jobs.
+using Edit = std::function<std::string(const std::string&)>;
+inline Edit ReplaceText(const std::string& from, const std::string& to)
+{
+    return [=](const std::string& text) { return ReplaceAll(text, from, to); };
 }
 
 // The log's echo of a command line.

@@ -23,26 +23,22 @@ inline bool ReadAllEntries(const std::string& path, int32_t ports, TouchstoneSer
     return ParseEntries(all, ports, entries).empty() && ReadTouchstoneSeries(path, ports, entries, series).empty();
 }
 
-// Largest |a - b| over all entries, comparing a's records from `skipA` on with b's; 1e9 when
-// the shapes differ.
-inline double LargestDeviation(const TouchstoneSeries& a, const TouchstoneSeries& b, size_t skipA = 0)
-{
-    if (a.frequencies.size() != b.frequencies.size() + skipA || a.values.size() != b.values.size()) return 1e9;
-    double worst = 0.0;
-    for (size_t e = 0; e < b.values.size(); ++e)
-        for (size_t k = 0; k < b.frequencies.size(); ++k)
-            worst = std::max(worst, std::abs(a.values[e][k + skipA] - b.values[e][k]));
-    return worst;
-}
-
-// Largest deviation of dir/output from dir/device.sNp; -1 when a file is unusable.
-inline double DeviationFromDevice(const std::string& dir, int32_t ports, const std::string& output)
+// Largest |S| difference of dir/output from dir/device.sNp over all entries and frequencies;
+// -1 when a file is unusable, 1e9 when their frequencies differ by more than `relative`.
+inline double DeviationFromDevice(const std::string& dir, int32_t ports, const std::string& output,
+                                  double relative = 1e-5)
 {
     TouchstoneSeries out, device;
     if (!ReadAllEntries(dir + output, ports, out) ||
         !ReadAllEntries(dir + "device.s" + std::to_string(ports) + "p", ports, device))
         return -1.0;
-    return LargestDeviation(out, device);
+    if (out.values.size() != device.values.size() || out.frequencies.size() != device.frequencies.size()) return 1e9;
+    double worst = 0.0;
+    for (size_t k = 0; k < device.frequencies.size(); ++k) {
+        if (std::abs(out.frequencies[k] - device.frequencies[k]) > relative * device.frequencies[k]) return 1e9;
+        for (size_t e = 0; e < device.values.size(); ++e) worst = std::max(worst, std::abs(out.values[e][k] - device.values[e][k]));
+    }
+    return worst;
 }
 
 // Runs vora-jobgen with `options` into the directory `dir`; true on success.

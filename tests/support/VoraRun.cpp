@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 
@@ -29,16 +28,9 @@ std::string ShellQuote(const std::string& s)
 
 TempDir::TempDir()
 {
-    std::random_device rd;
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        fs::path p = fs::temp_directory_path() / ("vora-test-" + std::to_string(::getpid()) + "-" + std::to_string(rd()));
-        std::error_code ec;
-        if (fs::create_directory(p, ec)) {
-            path_ = p;
-            return;
-        }
-    }
-    throw std::runtime_error("cannot create a temporary directory");
+    std::string name = (fs::temp_directory_path() / "vora-test-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot create a temporary directory");
+    path_ = name;
 }
 
 TempDir::~TempDir()
