@@ -60,6 +60,14 @@ TEST(Dcm, SmithDivisionAvoidsOverflowAndFollowsTheSpecialCases)
     }
 }
 
+// An infinite entry must not reach ZGEEV, which may never return on it; the caller is told.
+TEST(Dcm, MatrixSqrtRefusesAnInfiniteMatrix)
+{
+    const dcm infinite = FromArray(2, {{4, 0}, {0, 0}, {0, 0}, {std::numeric_limits<double>::infinity(), 0}});
+    dcm VD, R;
+    EXPECT_FALSE(MatrixSqrt(infinite, VD, R));
+}
+
 // Matrices over a caller's block are views of it (a move keeps them so, an Assign of the
 // same order writes into the block), one sized to another order leaves the block alone,
 // and the block lives as long as the vector holds it.
