@@ -5,8 +5,8 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -44,13 +44,9 @@ bool SameBits(Complex a, Complex b)
 
 std::string Describe(const Complex* M)
 {
-    std::string text;
-    char item[96];
-    for (int k = 0; k < 4; ++k) {
-        std::snprintf(item, sizeof item, "(%a, %a) ", M[k].real(), M[k].imag());
-        text += item;
-    }
-    return text;
+    std::ostringstream text;
+    text << std::hexfloat << M[0] << M[1] << M[2] << M[3];
+    return text.str();
 }
 
 // Checks one matrix; returns false (with one failure reported) when the two differ.
