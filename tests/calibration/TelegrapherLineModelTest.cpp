@@ -10,6 +10,8 @@
 
 namespace {
 
+using calibration_jobs::Block;
+using calibration_jobs::Times;
 
 // An extended-form group of open Y / short Z records, one per frequency.
 CalibrationGroup LineGroup(int32_t n, const std::vector<double>& R, const std::vector<std::vector<Complex>>& Y,
@@ -28,6 +30,32 @@ CalibrationGroup LineGroup(int32_t n, const std::vector<double>& R, const std::v
     }
     group.commonFrequencyCount = static_cast<int32_t>(Y.size());
     return group;
+}
+
+// A uniform line is two uniform halves in cascade. With Y·Z ≠ Z·Y the order of every
+// product in the model matters, so a block formed the wrong way round breaks this.
+TEST(TelegrapherLineModel, CoupledLinesAreTheCascadeOfTheirHalves)
+{
+    const std::vector<Complex> Z = {{4.0, 55.0}, {1.0, 21.0}, {1.0, 21.0}, {6.0, 80.0}};
+    const std::vector<Complex> Y = {{1e-4, 0.031}, {0.0, -0.011}, {0.0, -0.011}, {3e-4, 0.024}};
+    std::vector<Complex> halfZ, halfY;
+    for (Complex z : Z) halfZ.push_back(0.5 * z);
+    for (Complex y : Y) halfY.push_back(0.5 * y);
+    std::ostringstream log;
+    CalibrationGroup group = LineGroup(2, {50.0, 35.0}, {Y, halfY}, {Z, halfZ}, log);
+    ASSERT_EQ(Preprocess(group), 0);
+
+    // Redheffer star product of the half with itself (its end b joined to the other's end a).
+    const dcm &whole = group.armS[0], &half = group.armS[1];
+    const dcm aa = Block(half, 0, 0), ab = Block(half, 0, 1), ba = Block(half, 1, 0), bb = Block(half, 1, 1);
+    dcm I(2), l, r;
+    I.SetIdentity();
+    ASSERT_TRUE(Inverse(I - Times(aa, bb), l));
+    ASSERT_TRUE(Inverse(I - Times(bb, aa), r));
+    EXPECT_LT(MaxDifference(Block(whole, 0, 0), aa + Times(Times(Times(ab, l), aa), ba)), 1e-12);
+    EXPECT_LT(MaxDifference(Block(whole, 0, 1), Times(Times(ab, l), ab)), 1e-12);
+    EXPECT_LT(MaxDifference(Block(whole, 1, 0), Times(Times(ba, r), ba)), 1e-12);
+    EXPECT_LT(MaxDifference(Block(whole, 1, 1), bb + Times(Times(Times(ba, r), bb), ab)), 1e-12);
 }
 
 // Nvpl form: the kept values, averaged by the lines' weights, are a reciprocal two-port's
