@@ -180,9 +180,18 @@ TEST(PortLineResistance, MatchesTheModelOnBothSidesOfTheAspectThreshold)
             const long double expected = measured - model.R(fRef) + model.R(f);
             const double got = PortLineResistance(group, g, fRef, measured, f, 1e30);
             EXPECT_NEAR(got, static_cast<double>(expected), 1e-11 * static_cast<double>(expected)) << f;
+            // The value measured at f caps the result.
+            EXPECT_EQ(PortLineResistance(group, g, fRef, measured, f, 0.5 * got), 0.5 * got) << f;
         }
     }
     EXPECT_EQ(log.str(), "");
+    // A measured value below the model's is an error of the setup: the model alone, capped.
+    const double g[4] = {1e-3, 35e-6, 0.01, 5.8e7};
+    const double model = PortLineResistance(group, g, 2e9, 0.0, 4e9, 1e30);
+    const double reference = static_cast<double>(ReferenceModel(1e-3L, 35e-6L, 0.01L, 5.8e7L).R(4e9L));
+    EXPECT_NEAR(model, reference, 1e-11 * reference);
+    EXPECT_EQ(PortLineResistance(group, g, 2e9, 0.0, 4e9, 0.5 * model), 0.5 * model);
+    EXPECT_EQ(log.str(), kGeometryError + kGeometryError);
 }
 
 // the walks ------------------------------------------------------------------------
